@@ -1,0 +1,149 @@
+// Parsing and checking the command line.
+#include "cli/CliOptions.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+
+#include "core/File.h"
+#include "core/SettingsManager.h"
+
+namespace kelvora::cli {
+
+const char* const kUsage =
+    "Usage: kelvora-cli [options] [FOLDER...]\n"
+    "Finds duplicate files in the folders (default: your home folder).\n"
+    "\n"
+    "  --min-size SIZE       smallest file size, inclusive (default 200K)\n"
+    "  --max-size SIZE       largest file size, inclusive (default 100G)\n"
+    "                        SIZE is bytes, or a number with K, M, G or T (powers of 1024)\n"
+    "  --ext LIST            only these file types, e.g. --ext jpg,png\n"
+    "  --include-packages    take package folders (.app, .pages, ...) as single files\n"
+    "  --json                print the groups as one JSON object\n"
+    "  --quiet               no progress on standard error\n"
+    "  -h, --help            show this help\n";
+
+std::optional<std::uint64_t> parseSize(const std::string& text) {
+    if (text.empty() || !(std::isdigit(static_cast<unsigned char>(text[0])) || text[0] == '.')) {
+        return std::nullopt;
+    }
+    std::size_t used = 0;
+    long double number = 0;
+    try {
+        number = std::stold(text, &used);
+    } catch (...) {
+        return std::nullopt;
+    }
+    std::string unit = text.substr(used);
+    std::transform(unit.begin(), unit.end(), unit.begin(), [](unsigned char c) { return std::toupper(c); });
+    if (unit.size() > 1 && (unit.ends_with("IB") || unit.ends_with("B"))) {
+        unit.resize(unit.size() - (unit.ends_with("IB") ? 2 : 1));
+    }
+    static const std::string units = "KMGT";
+    long double scale = 1;
+    if (unit == "B") unit.clear();
+    if (!unit.empty()) {
+        const auto index = units.find(unit);
+        if (unit.size() != 1 || index == std::string::npos) return std::nullopt;
+        scale = std::pow(1024.0L, static_cast<long double>(index + 1));
+    }
+    const long double bytes = std::floor(number * scale);
+    if (!std::isfinite(bytes) || bytes < 0 || bytes > 18446744073709551615.0L) return std::nullopt;
+    return static_cast<std::uint64_t>(bytes);
+}
+
+namespace {
+
+std::string absoluteFolder(const std::string& text) {
+    std::filesystem::path path = std::filesystem::absolute(text).lexically_normal();
+    std::string out = path.string();
+    while (out.size() > 1 && out.back() == '/') out.pop_back();
+    return out;
+}
+
+std::optional<std::string> checkFolder(const std::string& folder) {
+    struct stat st;
+    if (::stat(folder.c_str(), &st) != 0) {
+        return "kelvora-cli: cannot use folder \"" + folder + "\": " + std::strerror(errno);
+    }
+    if (!S_ISDIR(st.st_mode)) return "kelvora-cli: \"" + folder + "\" is not a folder";
+    return std::nullopt;
+}
+
+std::vector<std::string> splitExtensions(const std::string& list) {
+    std::vector<std::string> out;
+    std::size_t start = 0;
+    while (start <= list.size()) {
+        const auto comma = std::min(list.find(',', start), list.size());
+        std::string ext = lowerCased(list.substr(start, comma - start));
+        while (ext.starts_with('.')) ext.erase(0, 1);
+        if (!ext.empty() && std::find(out.begin(), out.end(), ext) == out.end()) out.push_back(ext);
+        start = comma + 1;
+    }
+    return out;
+}
+
+}  // namespace
+
+ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::string& homeFolder) {
+    CliOptions options;
+    auto fail = [](std::string message) { return ParseOutcome{std::nullopt, std::move(message)}; };
+    bool onlyFolders = false;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        auto value = [&](const std::string& name) -> std::optional<std::string> {
+            const std::string prefix = name + "=";
+            if (argument.starts_with(prefix)) return argument.substr(prefix.size());
+            if (argument == name && i + 1 < arguments.size()) return arguments[++i];
+            return std::nullopt;
+        };
+        auto isOption = [&](const std::string& name) {
+            return argument == name || argument.starts_with(name + "=");
+        };
+        if (onlyFolders || argument.empty() || argument[0] != '-' || argument == "-") {
+            options.folders.push_back(argument);
+        } else if (argument == "--") {
+            onlyFolders = true;
+        } else if (argument == "-h" || argument == "--help") {
+            options.help = true;
+        } else if (argument == "--json") {
+            options.json = true;
+        } else if (argument == "--quiet" || argument == "-q") {
+            options.quiet = true;
+        } else if (argument == "--include-packages") {
+            options.includePackages = true;
+        } else if (isOption("--min-size") || isOption("--max-size")) {
+            const bool minimum = isOption("--min-size");
+            const auto text = value(minimum ? "--min-size" : "--max-size");
+            if (!text) return fail("kelvora-cli: " + argument + " needs a size");
+            const auto size = parseSize(*text);
+            if (!size) return fail("kelvora-cli: \"" + *text + "\" is not a size (try 200K, 5M, 1G)");
+            (minimum ? options.minimumSize : options.maximumSize) = size;
+        } else if (isOption("--ext")) {
+            const auto text = value("--ext");
+            if (!text) return fail("kelvora-cli: --ext needs a list such as jpg,png");
+            options.extensions = splitExtensions(*text);
+            if (options.extensions.empty()) return fail("kelvora-cli: --ext names no file type");
+        } else {
+            return fail("kelvora-cli: unknown option " + argument);
+        }
+    }
+    if (options.help) return {options, {}};
+    if (options.folders.empty()) options.folders.push_back(homeFolder);
+    for (std::string& folder : options.folders) {
+        folder = absoluteFolder(folder);
+        if (auto problem = checkFolder(folder)) return fail(*problem);
+    }
+    const SettingsManager defaults;
+    if (options.minimumSize.value_or(defaults.minimumFileSize) >
+        options.maximumSize.value_or(defaults.maximumFileSize)) {
+        return fail("kelvora-cli: the minimum size is above the maximum size");
+    }
+    return {options, {}};
+}
+
+}  // namespace kelvora::cli

@@ -1,0 +1,36 @@
+// The command line's options: what to search and how to report it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelvora::cli {
+
+struct CliOptions {
+    std::vector<std::string> folders;  // absolute, as the user would see them
+    std::optional<std::uint64_t> minimumSize;
+    std::optional<std::uint64_t> maximumSize;
+    std::vector<std::string> extensions;  // lower case, no dot, no repeats
+    bool includePackages = false;
+    bool json = false;
+    bool quiet = false;
+    bool help = false;
+};
+
+struct ParseOutcome {
+    std::optional<CliOptions> options;
+    std::string error;  // set when options is empty
+};
+
+// Parses argv (without the program name). Folders are checked: each must exist and be a
+// folder. homeFolder is used when none is given.
+ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::string& homeFolder);
+
+// "200K", "1.5M" and "10G" are powers of 1024; a plain number is bytes.
+std::optional<std::uint64_t> parseSize(const std::string& text);
+
+extern const char* const kUsage;
+
+}  // namespace kelvora::cli

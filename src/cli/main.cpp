@@ -1,0 +1,133 @@
+// kelvora-cli: one search with the desktop application's engine, from a terminal.
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include "cli/CliOptions.h"
+#include "cli/Report.h"
+#include "core/SettingsManager.h"
+#include "engine/FileTools.h"
+#include "engine/SearchRun.h"
+#include "platform/NotificationCenter.h"
+#include "platform/Queues.h"
+
+using namespace kelvora;
+
+namespace {
+
+std::atomic<bool>* cancelFlag = nullptr;
+
+extern "C" void onInterrupt(int) {
+    // A second Ctrl-C ends the program at once (SA_RESETHAND restored the default).
+    if (cancelFlag != nullptr) cancelFlag->store(true);
+}
+
+void installInterruptHandler(std::atomic<bool>& flag) {
+    cancelFlag = &flag;
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    action.sa_flags = SA_RESETHAND;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+// A live status line on a terminal, redrawn at most ten times a second: the engine posts
+// once per entry, far more often than anyone can read.
+class ProgressLine {
+public:
+    explicit ProgressLine(bool enabled) : enabled_(enabled) {}
+
+    void update(const platform::UserInfo& info) {
+        const std::int64_t total = info.find(kTotalFiles)->second;
+        const std::int64_t checked = info.find(kCheckedFiles)->second;
+        filesFound_.store(total);
+        if (!enabled_) return;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - lastDraw_ < std::chrono::milliseconds(100) && checked != total) return;
+        lastDraw_ = now;
+        if (checked == 0) {
+            std::fprintf(stderr, "\r\033[KScanning: %lld files found", static_cast<long long>(total));
+        } else {
+            const float percent = static_cast<float>(checked) / static_cast<float>(total) * 100.0f;
+            std::fprintf(stderr, "\r\033[KComparing: %lld/%lld files (%.1f%%)",
+                         static_cast<long long>(checked), static_cast<long long>(total),
+                         static_cast<double>(percent));
+        }
+        drawn_ = true;
+    }
+    void clear() {
+        if (drawn_) std::fputs("\r\033[K", stderr);
+    }
+    std::int64_t filesFound() const { return filesFound_.load(); }
+
+private:
+    bool enabled_;
+    bool drawn_ = false;
+    std::atomic<std::int64_t> filesFound_{0};
+    std::chrono::steady_clock::time_point lastDraw_{};
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const char* home = std::getenv("HOME");
+    const auto parsed =
+        cli::parseOptions(std::vector<std::string>(argv + 1, argv + argc), home ? home : "/");
+    if (!parsed.options) {
+        std::cerr << parsed.error << "\nTry 'kelvora-cli --help'.\n";
+        return 2;
+    }
+    const cli::CliOptions& options = *parsed.options;
+    if (options.help) {
+        std::cout << cli::kUsage;
+        return 0;
+    }
+
+    SettingsManager& settings = SettingsManager::shared();
+    settings.listFolderPaths = options.folders;
+    if (options.minimumSize) settings.minimumFileSize = *options.minimumSize;
+    if (options.maximumSize) settings.maximumFileSize = *options.maximumSize;
+    settings.customFileTypes = !options.extensions.empty();
+    settings.listFileExtensions = options.extensions;
+    settings.ignorePackages = !options.includePackages;
+    settings.searchCanceledByUser = false;
+
+    // Static so that it outlives the background worker, which still schedules the run's end
+    // on it after a cancel has already ended the loop.
+    static platform::RunLoop mainLoop;
+    platform::setMainQueue(&mainLoop);
+    installInterruptHandler(settings.searchCanceledByUser);
+
+    auto& center = platform::NotificationCenter::defaultCenter();
+    ProgressLine progress(!options.quiet && ::isatty(STDERR_FILENO));
+    platform::ObserverRegistration progressObserver(
+        center, kUpdateProgress, [&](const platform::UserInfo& info) { progress.update(info); });
+    platform::ObserverRegistration finishedObserver(
+        center, kSearchThreadFinished, [](const platform::UserInfo&) {
+            mainLoop.async([] { mainLoop.quit(); });
+        });
+
+    auto run = SearchRun::create({settings, center, platform::globalQueue(), mainLoop},
+                                 [] { mainLoop.quit(); });
+    run->startSearch();
+    mainLoop.run();
+    progress.clear();
+
+    if (settings.searchCanceledByUser.load()) {
+        std::cerr << "Search cancelled.\n";
+        return 130;
+    }
+    if (options.json) {
+        cli::writeJson(std::cout, progress.filesFound(), settings.duplicateFileList);
+    } else {
+        cli::writeText(std::cout, settings.duplicateFileList);
+    }
+    std::cout.flush();
+    return 0;
+}

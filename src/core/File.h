@@ -1,0 +1,59 @@
+// The records of a search: one scanned file with the copies found of it, and one member
+// of a duplicate group as the results list shows and checks it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/RuleText.h"
+
+namespace kelvora {
+
+// Which copies of a group are selected for removal.
+enum KeepOption : std::int64_t {
+    KeepNone = 0,    // no copy selected
+    KeepOldest = 1,  // all but the oldest
+    KeepNewest = 2,  // all but the newest
+    KeepAll = 3,     // every copy selected (the name follows the segment title "All")
+    KeepCustom = 4,  // the group's custom rules decide
+};
+
+class DuplicateFile {
+public:
+    DuplicateFile(std::string path, std::string date)
+        : path(std::move(path)), date(std::move(date)) {}
+
+    std::string path;
+    std::string date;              // creation date text, empty when it could not be read
+    std::int64_t checkState = 0;   // 1 = selected for removal, 0 = kept
+};
+
+class File {
+public:
+    // Reads the item's own attributes once (a final link is not followed); an unreadable
+    // item prints the console line and keeps size 0.
+    explicit File(std::string path);
+    // For callers that already hold the attributes (the walk): no file-system access.
+    File(std::string path, std::string ext, std::uint64_t size);
+
+    std::string path;
+    std::string ext;
+    std::uint64_t size = 0;
+    std::vector<DuplicateFile> duplicates;
+    bool wasFound = false;
+    std::int64_t keepOption = KeepNone;
+    RuleText customSettings;
+    std::string MD5Hash;
+};
+
+// Records are shared by reference between the engine, the shared settings and the results.
+using FilePtr = std::shared_ptr<File>;
+using FileList = std::vector<FilePtr>;
+
+// The lower-cased text after the last "." of the last path component ("" when none).
+std::string pathExtension(std::string_view path);
+std::string lowerCased(std::string_view text);
+
+}  // namespace kelvora

@@ -1,0 +1,25 @@
+// Construction and the notifications every stage of a search posts.
+#include "engine/FileTools.h"
+
+namespace kelvora {
+
+FileTools::FileTools(SettingsManager& settings, platform::NotificationCenter& center,
+                     platform::LocationTable locations)
+    : settingsManager(settings), center_(center), locations_(std::move(locations)) {
+    userInfo[kTotalFiles] = 0;
+    userInfo[kCheckedFiles] = 0;
+}
+
+void FileTools::postProgress(std::int64_t checkedFiles) {
+    userInfo.find(kTotalFiles)->second = static_cast<std::int64_t>(fileList.size());
+    userInfo.find(kCheckedFiles)->second = checkedFiles;
+    center_.post(kUpdateProgress, userInfo);
+}
+
+void FileTools::postSearchThreadFinished() {
+    if (postedFinished_) return;
+    postedFinished_ = true;
+    center_.post(kSearchThreadFinished, userInfo);
+}
+
+}  // namespace kelvora

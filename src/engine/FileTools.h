@@ -1,0 +1,95 @@
+// The search engine and library of file operations: the folder walk, the grouping by size and
+// MD5 digest, the size and date texts. One instance serves one search or one call.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "core/File.h"
+#include "core/FileCategory.h"
+#include "core/SettingsManager.h"
+#include "platform/FileSystem.h"
+#include "platform/Locations.h"
+#include "platform/NotificationCenter.h"
+
+namespace kelvora {
+
+inline constexpr const char* kUpdateProgress = "UpdateProgress";
+inline constexpr const char* kSearchThreadFinished = "SearchThreadFinished";
+inline constexpr const char* kTotalFiles = "totalFiles";
+inline constexpr const char* kCheckedFiles = "checkedFiles";
+
+// From this size on, files of equal size are taken as identical without being read.
+inline constexpr std::uint64_t kHashThreshold = 104857600;
+
+class FileTools {
+public:
+    explicit FileTools(SettingsManager& settings = SettingsManager::shared(),
+                       platform::NotificationCenter& center =
+                           platform::NotificationCenter::defaultCenter(),
+                       platform::LocationTable locations = platform::LocationTable::linux());
+
+    // The walk (walk.cpp).
+    static std::vector<std::string> removeNestedFolders(const std::vector<std::string>& paths);
+    void scanFolders(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                     std::uint64_t maximumSize, bool ignorePackages,
+                     const std::vector<std::string>& extensions);
+    std::uint64_t packageSize(const std::string& path);
+
+    // Grouping and hashing (grouping.cpp).
+    FileList findDuplicates(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                            std::uint64_t maximumSize, bool ignorePackages,
+                            const std::vector<std::string>& extensions);
+    void sortBySizeDescending(FileList& list, std::int64_t low, std::int64_t high);
+    std::string md5HashOfFile(const std::string& path);
+
+    // Texts (file_ops.cpp).
+    std::string sizeText(std::uint64_t bytes) const;
+    std::optional<std::string> creationDateText(const std::string& path) const;
+    std::optional<std::string> modificationDateText(const std::string& path) const;
+    std::optional<std::string> attributeDateText(const std::string& path,
+                                                 platform::DateAttribute attribute) const;
+
+    // True once this instance has posted "SearchThreadFinished": it posts at most once.
+    bool postedSearchThreadFinished() const { return postedFinished_; }
+    void postSearchThreadFinished();
+
+    SettingsManager& settingsManager;
+    FileList fileList;
+    platform::UserInfo userInfo;
+
+private:
+    struct FileId {
+        dev_t device;
+        ino_t inode;
+        bool operator==(const FileId&) const = default;
+    };
+    struct FileIdHash {
+        std::size_t operator()(const FileId& id) const {
+            return std::hash<std::uint64_t>()(static_cast<std::uint64_t>(id.inode) * 1000003u ^
+                                              static_cast<std::uint64_t>(id.device));
+        }
+    };
+    using FileIdSet = std::unordered_set<FileId, FileIdHash>;
+
+    struct WalkFrame;
+    bool canceled() const { return settingsManager.searchCanceledByUser.load(); }
+    void postProgress(std::int64_t checkedFiles);
+    WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
+    void lookAt(const std::string& path, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
+                std::uint64_t maximumSize, const std::vector<std::string>& extensions);
+    void listFile(const std::string& path, const platform::Attributes& target, bool package,
+                  std::uint64_t minimumSize, std::uint64_t maximumSize);
+    FileList buildResult();
+
+    platform::NotificationCenter& center_;
+    platform::LocationTable locations_;
+    FileIdSet listedObjects_;
+    FileIdSet walkedFolders_;
+    bool postedFinished_ = false;
+};
+
+}  // namespace kelvora

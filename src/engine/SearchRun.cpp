@@ -1,0 +1,64 @@
+// The search run and its cancel protocol.
+#include "engine/SearchRun.h"
+
+#include "engine/FileTools.h"
+
+namespace kelvora {
+
+std::shared_ptr<SearchRun> SearchRun::create(Services services, std::function<void()> onFinished) {
+    return std::shared_ptr<SearchRun>(new SearchRun(std::move(services), std::move(onFinished)));
+}
+
+void SearchRun::startSearch() {
+    services_.background.async([self = shared_from_this()] { self->runSearch(); });
+}
+
+void SearchRun::runSearch() {
+    SettingsManager& settings = services_.settings;
+    FileTools tools(settings, services_.center, services_.locations);
+    const std::vector<std::string> extensions =
+        settings.customFileTypes ? settings.listFileExtensions : std::vector<std::string>{};
+    settings.fileList =
+        tools.findDuplicates(settings.listFolderPaths, settings.minimumFileSize,
+                             settings.maximumFileSize, settings.ignorePackages, extensions);
+
+    FileList groups;
+    for (const FilePtr& file : settings.fileList) {
+        if (file->duplicates.empty()) continue;
+        file->duplicates.insert(file->duplicates.begin(),
+                                DuplicateFile(file->path, tools.creationDateText(file->path).value_or("")));
+        groups.push_back(file);
+    }
+    // A cancel that comes after the engine has returned would otherwise close nothing: the
+    // run ends like any canceled one, and its groups are not kept, so that a canceled search
+    // never shows results.
+    if (settings.searchCanceledByUser.load()) {
+        tools.postSearchThreadFinished();
+    } else {
+        settings.duplicateFileList.insert(settings.duplicateFileList.end(), groups.begin(),
+                                          groups.end());
+        groupsAppended_ = groups.size();
+    }
+    settings.fileList.clear();
+    postedFinished_ = tools.postedSearchThreadFinished();
+    lastUserInfo_ = tools.userInfo;
+    services_.main.async([self = shared_from_this()] { self->finishSearch(); });
+}
+
+void SearchRun::finishSearch() {
+    SettingsManager& settings = services_.settings;
+    if (!settings.searchCanceledByUser.load()) {
+        if (onFinished_) onFinished_();
+        return;
+    }
+    if (postedFinished_) return;
+    // Canceled after the worker's last look at the flag: take back what it appended, and
+    // post the one "SearchThreadFinished" here, on the main thread, where the cancel was made.
+    auto& list = settings.duplicateFileList;
+    list.erase(list.end() - static_cast<std::ptrdiff_t>(groupsAppended_), list.end());
+    groupsAppended_ = 0;
+    postedFinished_ = true;
+    services_.center.post(kSearchThreadFinished, lastUserInfo_);
+}
+
+}  // namespace kelvora

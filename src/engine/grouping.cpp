@@ -1,0 +1,113 @@
+// Grouping by size and MD5 digest.
+//
+// The order matters: files are sorted largest first by a Lomuto quicksort whose order among
+// files of equal size decides which file heads a group, and each file, taken in that order,
+// claims every later file of its size with the same contents. Users see the head as "the"
+// original, so the sort must stay this exact quicksort. Digests are computed lazily, only
+// for files that share their size with another, and at most once per file; files of the
+// hash threshold and above are grouped on their size alone and never read.
+#include <utility>
+
+#include "engine/FileTools.h"
+#include "platform/Console.h"
+#include "platform/Md5.h"
+
+namespace kelvora {
+
+FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
+                                   std::uint64_t minimumSize, std::uint64_t maximumSize,
+                                   bool ignorePackages,
+                                   const std::vector<std::string>& extensions) {
+    scanFolders(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
+    if (canceled()) {
+        postSearchThreadFinished();
+        return {};
+    }
+    const std::size_t n = fileList.size();
+    if (n < 2) return fileList;
+    sortBySizeDescending(fileList, 0, static_cast<std::int64_t>(n) - 1);
+    if (canceled()) {
+        postSearchThreadFinished();
+        return {};
+    }
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        postProgress(static_cast<std::int64_t>(i + 1));
+        if (canceled()) {
+            postSearchThreadFinished();
+            return {};
+        }
+        File& head = *fileList[i];
+        if (head.wasFound) continue;
+        for (std::size_t j = i + 1; j < n; ++j) {
+            File& candidate = *fileList[j];
+            if (head.size != candidate.size) break;
+            if (canceled()) {
+                postSearchThreadFinished();
+                return {};
+            }
+            bool copy = true;
+            if (head.size < kHashThreshold) {
+                if (head.MD5Hash.empty()) head.MD5Hash = md5HashOfFile(head.path);
+                if (candidate.MD5Hash.empty()) candidate.MD5Hash = md5HashOfFile(candidate.path);
+                copy = head.MD5Hash == candidate.MD5Hash;
+            }
+            if (copy) {
+                candidate.wasFound = true;
+                head.duplicates.emplace_back(candidate.path,
+                                             creationDateText(candidate.path).value_or(""));
+            }
+        }
+    }
+    postProgress(static_cast<std::int64_t>(n));
+    return buildResult();
+}
+
+FileList FileTools::buildResult() {
+    FileList result;
+    for (const FilePtr& file : fileList) {
+        if (canceled()) {
+            postSearchThreadFinished();
+            return {};
+        }
+        if (!file->wasFound) result.push_back(file);
+    }
+    return result;
+}
+
+void FileTools::sortBySizeDescending(FileList& list, std::int64_t low, std::int64_t high) {
+    // The two parts of a partition never touch each other, so sorting the smaller one first
+    // by recursion and the larger one by the loop gives the same order as the left-first
+    // quicksort while the stack stays logarithmic in the list's length.
+    while (low < high) {
+        if (canceled()) return;
+        const std::uint64_t pivot = list[high]->size;
+        std::int64_t s = low;
+        for (std::int64_t k = low; k < high; ++k) {
+            if (list[k]->size > pivot) {
+                std::swap(list[k], list[s]);
+                ++s;
+            }
+        }
+        std::swap(list[s], list[high]);
+        if (s - low < high - s) {
+            sortBySizeDescending(list, low, s - 1);
+            low = s + 1;
+        } else {
+            sortBySizeDescending(list, s + 1, high);
+            high = s - 1;
+        }
+    }
+}
+
+std::string FileTools::md5HashOfFile(const std::string& path) {
+    auto digest = platform::md5OfFile(path);
+    if (!digest) {
+        // An unreadable file counts as zero bytes: it still groups with others of its size
+        // that are unreadable too, as it always has.
+        platform::console("Ooops! Something went wrong: " + digest.error());
+        return platform::base64(platform::md5OfBytes(nullptr, 0));
+    }
+    return platform::base64(*digest);
+}
+
+}  // namespace kelvora

@@ -1,0 +1,72 @@
+// kelvora-cli as a user runs it: exit codes, text and JSON output.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+
+#include "support/TempTree.h"
+
+namespace kelvora {
+namespace {
+
+struct Outcome {
+    int exitCode;
+    std::string out;
+};
+
+Outcome runCli(const std::string& arguments) {
+    const std::string command = std::string(KELVORA_CLI) + " " + arguments + " 2>/dev/null";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    Outcome outcome{-1, {}};
+    char buffer[4096];
+    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe)) outcome.out.append(buffer, got);
+    const int status = ::pclose(pipe);
+    outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+}
+
+std::string quoted(const std::string& path) { return "'" + path + "'"; }
+
+TEST(Cli, refusesBadInputWithExitCode2) {
+    testing::TempTree tree;
+    const std::string file = tree.createFile("file.txt", "x");
+    EXPECT_EQ(runCli(quoted(tree.path("missing"))).exitCode, 2);
+    EXPECT_EQ(runCli(quoted(file)).exitCode, 2);
+    EXPECT_EQ(runCli("--min-size 2M --max-size 1M " + quoted(tree.root())).exitCode, 2);
+    EXPECT_EQ(runCli("--min-size 200G " + quoted(tree.root())).exitCode, 2) << "above the default maximum";
+    EXPECT_EQ(runCli("--min-size lots " + quoted(tree.root())).exitCode, 2);
+    EXPECT_EQ(runCli("--frobnicate " + quoted(tree.root())).exitCode, 2);
+    EXPECT_EQ(runCli("--help").exitCode, 0);
+}
+
+TEST(Cli, printsOneBlockPerGroupOrSaysThereIsNone) {
+    testing::TempTree tree;
+    tree.createFilled("a.jpg", 2048, 'a');
+    tree.createFilled("b.jpg", 2048, 'a');
+    tree.createFilled("c.txt", 2048, 'c');
+    const Outcome none = runCli("--min-size 3K " + quoted(tree.root()));
+    EXPECT_EQ(none.exitCode, 0);
+    EXPECT_EQ(none.out, "No duplicate files found.\n");
+    const Outcome found = runCli("--min-size 2K --max-size 2K " + quoted(tree.root()));
+    EXPECT_EQ(found.exitCode, 0);
+    // Walked a, b, c; the quicksort orders them c, a, b, so a heads.
+    EXPECT_EQ(found.out, "2.0 KB, 2 files\n" + tree.path("a.jpg") + "\n" + tree.path("b.jpg") + "\n\n");
+    EXPECT_EQ(runCli("--min-size 1 --ext txt " + quoted(tree.root())).out, "No duplicate files found.\n");
+}
+
+TEST(Cli, jsonKeepsPathsThatAreNotUtf8) {
+    testing::TempTree tree;
+    tree.createFilled("caf\xc3\xa9.png", 10, 'z');
+    tree.createFilled("raw\xff\"q.png", 10, 'z');
+    const Outcome outcome = runCli("--json --min-size 1 " + quoted(tree.root()));
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_NE(outcome.out.find("\"filesFound\": 2"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("\"category\": 1"), std::string::npos);
+    EXPECT_NE(outcome.out.find("\"sizeOnly\": false"), std::string::npos);
+    EXPECT_NE(outcome.out.find("/caf\xc3\xa9.png\""), std::string::npos);
+    EXPECT_NE(outcome.out.find("/raw\\udcff\\\"q.png\""), std::string::npos) << outcome.out;
+}
+
+}  // namespace
+}  // namespace kelvora

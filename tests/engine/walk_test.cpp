@@ -1,0 +1,160 @@
+// The folder walk on real trees.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include "support/EngineHarness.h"
+#include "support/TempTree.h"
+
+namespace kelvora {
+namespace {
+
+using Paths = std::vector<std::string>;
+using testing::relativePaths;
+
+Paths walk(testing::TempTree& tree, const Paths& folders, std::uint64_t minimum = 0,
+           std::uint64_t maximum = UINT64_MAX, bool ignorePackages = true,
+           const Paths& extensions = {}) {
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    tools.scanFolders(folders, minimum, maximum, ignorePackages, extensions);
+    return relativePaths(tools.fileList, tree.root());
+}
+
+TEST(Walk, goesDepthFirstInNameOrderAndSkipsHiddenEntries) {
+    testing::TempTree tree;
+    tree.createFile("b.txt", "b");
+    tree.createFile("a/z.txt", "z");
+    tree.createFile("a/inner/y.txt", "y");
+    tree.createFile("c.txt", "c");
+    tree.createFile(".DS_Store", "d");
+    tree.createFile(".git/config", "g");
+    tree.createFile("a/.hidden", "h");
+    EXPECT_EQ(walk(tree, {tree.root()}), (Paths{"a/inner/y.txt", "a/z.txt", "b.txt", "c.txt"}));
+}
+
+TEST(Walk, keepsSizesWithinTheInclusiveBounds) {
+    testing::TempTree tree;
+    tree.createFilled("small", 99);
+    tree.createFilled("min", 100);
+    tree.createFilled("max", 200);
+    tree.createFilled("big", 201);
+    EXPECT_EQ(walk(tree, {tree.root()}, 100, 200), (Paths{"max", "min"}));
+}
+
+TEST(Walk, extensionFilterKeepsMatchingFilesButStillEntersFolders) {
+    testing::TempTree tree;
+    tree.createFile("photo.JPG", "1");
+    tree.createFile("notes.txt", "2");
+    tree.createFile("Trip.jpg/inside.jpg", "3");
+    tree.createFile("Trip.jpg/inside.png", "4");
+    EXPECT_EQ(walk(tree, {tree.root()}, 0, UINT64_MAX, true, {"jpg"}),
+              (Paths{"Trip.jpg/inside.jpg", "photo.JPG"}));
+}
+
+TEST(Walk, skipsPackagesOrTakesEachAsOneFileOfItsTotalSize) {
+    testing::TempTree tree;
+    tree.createFilled("Photos.app/Contents/a", 1000);
+    tree.createFilled("Photos.app/Contents/Resources/.b", 234);
+    tree.createFilled("Notes.pages", 10);  // a plain file with a package extension
+    tree.createFilled("plain.txt", 5);
+
+    EXPECT_EQ(walk(tree, {tree.root()}), (Paths{"plain.txt"}));
+
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    tools.scanFolders({tree.root()}, 0, UINT64_MAX, false, {});
+    ASSERT_EQ(relativePaths(tools.fileList, tree.root()),
+              (Paths{"Notes.pages", "Photos.app", "plain.txt"}));
+    EXPECT_EQ(tools.fileList[1]->size, 1234u);
+    EXPECT_EQ(tools.fileList[1]->ext, "app");
+    EXPECT_EQ(tools.fileList[0]->size, 10u);
+}
+
+TEST(Walk, dropsNestedChosenFoldersButNotSiblingsWithACommonPrefix) {
+    EXPECT_EQ(FileTools::removeNestedFolders({"/Users/me", "/Users/me/Pictures", "/Users/meg"}),
+              (Paths{"/Users/me", "/Users/meg"}));
+    EXPECT_EQ(FileTools::removeNestedFolders({"/a/b", "/a"}), (Paths{"/a"}));
+
+    testing::TempTree tree;
+    tree.createFile("me/Pictures/p.jpg", "p");
+    tree.createFile("me/x.jpg", "x");
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    tools.findDuplicates({tree.path("me/Pictures"), tree.path("me")}, 0, UINT64_MAX, true, {});
+    EXPECT_EQ(tools.fileList.size(), 2u);
+}
+
+TEST(Walk, listsEveryFileSystemObjectOnceWhateverLinksLeadToIt) {
+    testing::TempTree tree;
+    const std::string original = tree.createFile("data/photo.jpg", "same bytes");
+    tree.createHardLink("data/hard.jpg", original);
+    tree.createSymlink("data/link.jpg", original);
+    tree.createSymlink("data/loop", tree.path("data"));
+    tree.createSymlink("data/sub/back", "..");
+    tree.createFile("elsewhere/e.jpg", "e");
+    tree.createSymlink("data/zz-elsewhere", tree.path("elsewhere"));
+
+    // The hard link sorts first, so it is the one listed; both loops end.
+    EXPECT_EQ(walk(tree, {tree.path("data")}), (Paths{"data/hard.jpg", "data/zz-elsewhere/e.jpg"}));
+    // Two chosen folders naming the same place do not double anything.
+    EXPECT_EQ(walk(tree, {tree.path("elsewhere"), tree.path("data/zz-elsewhere")}),
+              (Paths{"elsewhere/e.jpg"}));
+}
+
+TEST(Walk, aLinkToAFileHasTheLinksOwnSize) {
+    testing::TempTree tree;
+    tree.createFilled("target/t.bin", 5000);
+    tree.createSymlink("chosen/link.bin", tree.path("target/t.bin"));
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    tools.scanFolders({tree.path("chosen")}, 0, UINT64_MAX, true, {});
+    ASSERT_EQ(tools.fileList.size(), 1u);
+    EXPECT_EQ(tools.fileList[0]->size, tree.path("target/t.bin").size());
+}
+
+TEST(Walk, reportsAnUnreadableFolderAndGoesOn) {
+    testing::TempTree tree;
+    tree.createFile("locked/secret.txt", "s");
+    tree.createFile("open/visible.txt", "v");
+    ::chmod(tree.path("locked").c_str(), 0);
+    const bool ok = testing::runWithoutPrivileges([&] {
+        testing::ConsoleCollector console;
+        const Paths found = walk(tree, {tree.root()});
+        return found == Paths{"open/visible.txt"} &&
+               console.anyStartsWith("Ooops! Something went wrong: ");
+    });
+    EXPECT_TRUE(ok);
+}
+
+TEST(Walk, aFailedListingDropsTheWholeCallButNotTheFollowingOnes) {
+    testing::TempTree tree;
+    tree.createFile("one/a.txt", "a");
+    const std::string notAFolder = tree.createFile("file.txt", "f");
+    testing::ConsoleCollector console;
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    // One call listing both: the failure of the second path drops the first's entries too.
+    tools.scanFolders({tree.path("one"), notAFolder}, 0, UINT64_MAX, true, {});
+    EXPECT_TRUE(tools.fileList.empty());
+    EXPECT_TRUE(console.anyStartsWith("Ooops! Something went wrong: "));
+    // The end-of-call notification is still posted.
+    EXPECT_EQ(engine.progress(), (std::vector<std::pair<std::int64_t, std::int64_t>>{{0, 0}}));
+}
+
+TEST(Walk, honoursTheLocationTable) {
+    testing::TempTree tree;
+    tree.createFile("Users/me/a.jpg", "a");
+    tree.createFile("Users/me/Library/b.jpg", "b");
+    tree.createFile("Applications/Tool/c", "c");
+    tree.createFile("System/d", "d");
+    tree.createFile("Volumes/Backup/Users/me/Library/e", "e");
+    testing::EngineHarness engine;
+    FileTools tools(engine.settings, engine.center, platform::LocationTable::macOS(tree.root()));
+    tools.scanFolders({tree.root()}, 0, UINT64_MAX, true, {});
+    EXPECT_EQ(relativePaths(tools.fileList, tree.root()),
+              (Paths{"Applications/Tool/c", "Users/me/a.jpg", "Volumes/Backup/Users/me/Library/e"}));
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -53,6 +53,23 @@ public:
     std::optional<std::string> attributeDateText(const std::string& path,
                                                  platform::DateAttribute attribute) const;
 
+    // Keep rules (keep_rules.cpp). The member to keep under keep oldest / keep newest, read
+    // from the members' date texts; the array holds at least one member.
+    const DuplicateFile& oldestDuplicate(const std::vector<DuplicateFile>& duplicates) const;
+    const DuplicateFile& newestDuplicate(const std::vector<DuplicateFile>& duplicates) const;
+    // True when the member is to be selected for removal under the custom rules held in
+    // settingsManager. groupSize and groupExtension are the group head's size and ext.
+    bool matchesCustomSettings(const DuplicateFile& member, std::uint64_t groupSize,
+                               const std::string& groupExtension) const;
+    std::optional<Date> creationDay(const DuplicateFile& member) const;
+    std::optional<Date> modificationDay(const DuplicateFile& member) const;
+    std::optional<Date> attributeDay(const DuplicateFile& member,
+                                     platform::DateAttribute attribute) const;
+
+    // Removal (file_ops.cpp). A failure prints an "Error:  " line; true when the item is gone.
+    bool trashFile(const std::string& path) const;
+    bool removeFile(const std::string& path) const;
+
     // True once this instance has posted "SearchThreadFinished": it posts at most once.
     bool postedSearchThreadFinished() const { return postedFinished_; }
     void postSearchThreadFinished();

@@ -1,0 +1,18 @@
+// Removing files: to the freedesktop.org trash that every Linux file manager shows (and can
+// restore from), or for good.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kelvora::platform {
+
+// Moves the item to the trash of its volume. Never deletes instead: when no trash can be
+// made there, the item stays and the error is returned. nullopt on success.
+std::optional<std::string> trashItem(const std::string& path);
+
+// Deletes the item; a folder (a package) with everything inside it. A link is removed, not
+// what it points to. nullopt on success.
+std::optional<std::string> removeItem(const std::string& path);
+
+}  // namespace kelvora::platform

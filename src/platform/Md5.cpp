@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include "platform/FileSystem.h"
@@ -18,6 +19,12 @@ namespace kelvora::platform {
 namespace {
 
 constexpr std::size_t kBufferSize = 256 * 1024;
+
+// OpenSSL loads its configuration once, keeping state for the thread that does it, freed by
+// an exit handler registered at that moment. Doing it before main, on the main thread, keeps
+// that state off the workers, so nothing is left behind when they end.
+[[maybe_unused]] const bool cryptoStarted =
+    OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG, nullptr) == 1;
 
 struct ContextDeleter {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }

@@ -1,0 +1,117 @@
+#!/usr/bin/env python3
+"""Times kelvora-cli and the duplicate finders Linux users know on one tree.
+
+Every tool is first run once to check that it reports the same groups as kelvora-cli
+(a comparison of timings means nothing otherwise), then timed with hyperfine on a warm
+page cache, and run once more under /usr/bin/time for its peak memory. The peers are
+Debian packages run as they come; nothing of theirs is part of Kelvora.
+"""
+import argparse
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+KELVORA = os.path.join(os.path.dirname(__file__), "..", "build", "release", "src", "kelvora-cli")
+
+
+def peers(folder, work):
+    rdfind_out = os.path.join(work, "rdfind-results.txt")
+    return {
+        "jdupes -Q": ["jdupes", "-r", "-Q", folder],
+        "jdupes": ["jdupes", "-r", folder],
+        "fdupes": ["fdupes", "-r", folder],
+        "rmlint": ["rmlint", "-o", "fdupes:stdout", "-T", "df", "--no-with-color", folder],
+        "rdfind": ["rdfind", "-dryrun", "true", "-outputname", rdfind_out, folder],
+    }
+
+
+def blocks(text):
+    """Groups as blank-line separated blocks of paths (fdupes' layout, also rmlint's)."""
+    groups, current = set(), []
+    for line in text.splitlines() + [""]:
+        if line.strip() == "":
+            if len(current) > 1:
+                groups.add(frozenset(current))
+            current = []
+        elif not re.match(r"^[0-9.]+ [KMGT]?B, \d+ files$", line):
+            current.append(line)
+    return groups
+
+
+def rdfind_groups(path):
+    groups = {}
+    with open(path, errors="surrogateescape") as results:
+        for line in results:
+            if line.startswith("#"):
+                continue
+            fields = line.rstrip("\n").split(" ", 7)
+            if len(fields) == 8:
+                groups.setdefault(abs(int(fields[1])), set()).add(fields[7])
+    return {frozenset(g) for g in groups.values() if len(g) > 1}
+
+
+def groups_of(name, command, work):
+    output = subprocess.run(command, capture_output=True, text=True, errors="surrogateescape").stdout
+    if name == "rdfind":
+        return rdfind_groups(os.path.join(work, "rdfind-results.txt"))
+    return blocks(output)
+
+
+def peak_kib(command):
+    result = subprocess.run(["/usr/bin/time", "-v"] + command, capture_output=True, text=True,
+                            errors="surrogateescape")
+    found = re.search(r"Maximum resident set size \(kbytes\): (\d+)", result.stderr)
+    return int(found.group(1)) if found else 0
+
+
+def median_seconds(commands, runs, work):
+    export = os.path.join(work, "hyperfine.json")
+    arguments = ["hyperfine", "--warmup", "1", "--runs", str(runs), "--style", "none",
+                 "--export-json", export]
+    for name, command in commands.items():
+        arguments += ["-n", name, " ".join("'%s'" % part for part in command) + " > /dev/null 2>&1"]
+    subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL)
+    with open(export) as data:
+        return {r["command"]: r["median"] for r in json.load(data)["results"]}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("folder")
+    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--kelvora", default=KELVORA)
+    parser.add_argument("--only", help="comma-separated peers to run (default: all installed)")
+    args = parser.parse_args()
+    folder = os.path.abspath(args.folder)
+
+    with tempfile.TemporaryDirectory() as work:
+        commands = {"kelvora-cli": [args.kelvora, "--min-size", "1", "--quiet", folder]}
+        wanted = args.only.split(",") if args.only else None
+        for name, command in peers(folder, work).items():
+            if shutil.which(command[0]) and (wanted is None or name in wanted):
+                commands[name] = command
+
+        reference = groups_of("kelvora-cli", commands["kelvora-cli"], work)
+        print("kelvora-cli: %d groups, %d files in groups" %
+              (len(reference), sum(len(g) for g in reference)))
+        for name, command in list(commands.items())[1:]:
+            theirs = groups_of(name, command, work)
+            if theirs != reference:
+                print("%s reports different groups (%d): left out of the table" % (name, len(theirs)))
+                del commands[name]
+
+        times = median_seconds(commands, args.runs, work)
+        ours = times["kelvora-cli"]
+        print("\n| tool | median time | ratio to kelvora-cli | peak memory |")
+        print("|---|---|---|---|")
+        for name, command in commands.items():
+            print("| %s | %.3f s | %.2f | %.1f MiB |" %
+                  (name, times[name], times[name] / ours, peak_kib(command) / 1024))
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -96,16 +96,22 @@ private:
     bool canceled() const { return settingsManager.searchCanceledByUser.load(); }
     void postProgress(std::int64_t checkedFiles);
     WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
-    void lookAt(const std::string& path, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
+    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd);
+    void lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                 std::uint64_t maximumSize, const std::vector<std::string>& extensions);
-    void listFile(const std::string& path, const platform::Attributes& target, bool package,
-                  std::uint64_t minimumSize, std::uint64_t maximumSize);
+    void enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
+                     std::string path, bool ignorePackages);
+    int folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder);
+    void keepWithinFolderBudget(std::vector<WalkFrame>& stack);
+    void popFrame(std::vector<WalkFrame>& stack);
     FileList buildResult();
 
     platform::NotificationCenter& center_;
     platform::LocationTable locations_;
     FileIdSet listedObjects_;
     FileIdSet walkedFolders_;
+    std::size_t openFolders_ = 0;
+    std::size_t lowestOpenFrame_ = 0;
     bool postedFinished_ = false;
 };
 

@@ -4,7 +4,11 @@
 //
 // The walk keeps its own stack of folder calls instead of recursing, so no tree is deep
 // enough to overflow the thread's stack; the notifications and cancel checks happen exactly
-// where the recursive walk would make them.
+// where the recursive walk would make them. Each folder is opened once and its entries are
+// looked at relative to its descriptor, so no path is resolved twice and paths longer than
+// the system's limit are walked like any other.
+#include <dirent.h>
+
 #include <algorithm>
 
 #include "engine/FileTools.h"
@@ -12,8 +16,24 @@
 
 namespace kelvora {
 
+namespace {
+// Descriptors kept open for the folders on the walk's stack. Deeper trees close the
+// outermost ones and open them again by path when the walk comes back to them.
+constexpr std::size_t kOpenFolderBudget = 128;
+}  // namespace
+
 struct FileTools::WalkFrame {
-    std::vector<std::string> entries;
+    struct Folder {
+        std::string path;
+        platform::FileHandle fd;
+    };
+    struct Entry {
+        std::string name;
+        unsigned char type;
+        std::uint32_t folder;  // index in folders
+    };
+    std::vector<Folder> folders;
+    std::vector<Entry> entries;
     std::size_t next = 0;
     bool ignorePackages = true;
     bool stopped = false;  // canceled: only the end-of-call notification is left
@@ -31,6 +51,34 @@ std::vector<std::string> FileTools::removeNestedFolders(const std::vector<std::s
     return kept;
 }
 
+// Adds one folder's entries to the frame. False when the listing failed, which drops every
+// entry of the call, as a failed listing always has.
+bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd) {
+    const auto folder = platform::attributesOf(fd.get(), path);
+    if (!folder) {
+        platform::console("Ooops! Something went wrong: " + folder.error());
+        frame.entries.clear();
+        return false;
+    }
+    // A folder reached a second time (a link loop, or two chosen folders naming the same
+    // place) lists nothing: its files are already in, or on their way.
+    if (!walkedFolders_.insert({folder->device, folder->inode}).second) return true;
+    auto entries = platform::listFolderAt(fd.get(), path);
+    if (!entries) {
+        platform::console("Ooops! Something went wrong: " + entries.error());
+        frame.entries.clear();
+        return false;
+    }
+    const auto index = static_cast<std::uint32_t>(frame.folders.size());
+    frame.entries.reserve(frame.entries.size() + entries->size());
+    for (platform::FolderEntry& entry : *entries) {
+        frame.entries.push_back({std::move(entry.name), entry.type, index});
+    }
+    frame.folders.push_back({std::move(path), std::move(fd)});
+    ++openFolders_;
+    return true;
+}
+
 FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
                                           bool ignorePackages) {
     WalkFrame frame;
@@ -41,26 +89,45 @@ FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
             frame.stopped = true;
             return frame;
         }
-        // A folder reached a second time (a link loop, or two chosen folders naming the
-        // same place) lists nothing: its files are already in, or on their way.
-        const auto folder = platform::followedAttributes(path);
-        if (folder && folder->isFolder &&
-            walkedFolders_.contains({folder->device, folder->inode})) {
-            continue;
-        }
-        auto names = platform::listFolder(path);
-        if (!names) {
-            platform::console("Ooops! Something went wrong: " + names.error());
+        auto fd = platform::openPath(path, O_RDONLY | O_DIRECTORY | O_NOCTTY);
+        if (!fd) {
+            platform::console("Ooops! Something went wrong: " + fd.error());
             frame.entries.clear();
             return frame;
         }
-        if (folder) walkedFolders_.insert({folder->device, folder->inode});
-        frame.entries.reserve(frame.entries.size() + names->size());
-        for (const std::string& name : *names) {
-            frame.entries.push_back(platform::appendingPathComponent(path, name));
-        }
+        if (!addFolder(frame, path, std::move(*fd))) return frame;
     }
     return frame;
+}
+
+int FileTools::folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder) {
+    WalkFrame::Folder& entry = stack.back().folders[folder];
+    if (!entry.fd.valid()) {
+        auto reopened = platform::openPath(entry.path, O_RDONLY | O_DIRECTORY | O_NOCTTY);
+        if (!reopened) return -1;
+        entry.fd = std::move(*reopened);
+        ++openFolders_;
+        lowestOpenFrame_ = std::min(lowestOpenFrame_, stack.size() - 1);
+    }
+    return entry.fd.get();
+}
+
+void FileTools::keepWithinFolderBudget(std::vector<WalkFrame>& stack) {
+    while (openFolders_ > kOpenFolderBudget && lowestOpenFrame_ + 1 < stack.size()) {
+        for (WalkFrame::Folder& folder : stack[lowestOpenFrame_].folders) {
+            if (folder.fd.valid()) --openFolders_;
+            folder.fd.reset();
+        }
+        ++lowestOpenFrame_;
+    }
+}
+
+void FileTools::popFrame(std::vector<WalkFrame>& stack) {
+    for (const WalkFrame::Folder& folder : stack.back().folders) {
+        if (folder.fd.valid()) --openFolders_;
+    }
+    stack.pop_back();
+    lowestOpenFrame_ = std::min(lowestOpenFrame_, stack.size());
 }
 
 void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t minimumSize,
@@ -72,53 +139,82 @@ void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t
         WalkFrame& frame = stack.back();
         if (frame.stopped || frame.next == frame.entries.size()) {
             postProgress(0);
-            stack.pop_back();
+            popFrame(stack);
             continue;
         }
-        const std::string path = std::move(frame.entries[frame.next++]);
+        const std::size_t index = frame.next++;
         postProgress(0);
         if (canceled()) {
             frame.stopped = true;
             continue;
         }
-        lookAt(path, stack, minimumSize, maximumSize, extensions);
+        lookAt(index, stack, minimumSize, maximumSize, extensions);
     }
 }
 
-void FileTools::lookAt(const std::string& path, std::vector<WalkFrame>& stack,
-                       std::uint64_t minimumSize, std::uint64_t maximumSize,
-                       const std::vector<std::string>& extensions) {
+void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
+                       std::uint64_t maximumSize, const std::vector<std::string>& extensions) {
+    const WalkFrame::Entry& entry = stack.back().entries[index];
+    const std::string& name = entry.name;
+    std::string path =
+        platform::appendingPathComponent(stack.back().folders[entry.folder].path, name);
     if (!locations_.allows(path)) return;
-    if (platform::lastPathComponent(path).starts_with('.')) return;
-    const std::string ext = pathExtension(path);
+    if (name[0] == '.') return;
+    std::string ext = pathExtension(name);
     const bool packageName = isPackageExtension(ext);
     const bool ignorePackages = stack.back().ignorePackages;
     if (ignorePackages && packageName) return;
 
+    const int folder = folderDescriptor(stack, entry.folder);
+    if (folder < 0) return;
     // The existence and folder tests follow links; the item's own attributes give its size.
-    // Only a link needs the second look.
-    const auto item = platform::itemAttributes(path);
-    if (!item) return;
-    const auto target = item->isLink ? platform::followedAttributes(path) : item;
-    if (!target) return;
+    // A folder as the listing reports it needs no look before it is opened.
+    const bool listedAsFolder = entry.type == DT_DIR;
+    platform::Result<platform::Attributes> item = platform::Attributes{};
+    platform::Result<platform::Attributes> target = platform::Attributes{};
+    if (!listedAsFolder) {
+        item = platform::attributesAt(folder, name.c_str(), false, path);
+        if (!item) return;
+        target = item->isLink ? platform::attributesAt(folder, name.c_str(), true, path) : item;
+        if (!target) return;
+    }
     if (canceled()) {
         stack.back().stopped = true;
         return;
     }
-    const bool package = target->isFolder && packageName;
-    if (target->isFolder && !package) {
-        stack.push_back(openFrame({path}, ignorePackages));
+    const bool isFolder = listedAsFolder || target->isFolder;
+    const bool package = isFolder && packageName;
+    if (isFolder && !package) {
+        enterFolder(stack, folder, name, std::move(path), ignorePackages);
         return;
     }
     if (!extensions.empty() && std::find(extensions.begin(), extensions.end(), ext) == extensions.end()) {
         return;
+    }
+    if (package && listedAsFolder) {
+        target = platform::attributesAt(folder, name.c_str(), true, path);
+        if (!target) return;
     }
     const std::uint64_t size = package ? packageSize(path) : item->size;
     if (size < minimumSize || size > maximumSize) return;
     // One file-system object is one file: the first path that passes every filter lists it,
     // so hard links and links to a listed file never group with themselves.
     if (!listedObjects_.insert({target->device, target->inode}).second) return;
-    fileList.push_back(std::make_shared<File>(path, ext, size));
+    fileList.push_back(std::make_shared<File>(std::move(path), std::move(ext), size));
+}
+
+void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
+                            std::string path, bool ignorePackages) {
+    WalkFrame child;
+    child.ignorePackages = ignorePackages;
+    auto fd = platform::openFolderAt(parent, name.c_str(), path);
+    if (fd) {
+        addFolder(child, std::move(path), std::move(*fd));
+    } else {
+        platform::console("Ooops! Something went wrong: " + fd.error());
+    }
+    stack.push_back(std::move(child));
+    keepWithinFolderBudget(stack);
 }
 
 std::uint64_t FileTools::packageSize(const std::string& path) {

@@ -2,6 +2,9 @@
 #include "platform/FileSystem.h"
 
 #include <dirent.h>
+#include <limits.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -28,12 +31,20 @@ Attributes fromStat(const struct stat& st) {
 }
 
 Result<Attributes> statPath(const std::string& path, int flags) {
-    struct stat st;
-    if (::fstatat(AT_FDCWD, path.c_str(), &st, flags) != 0) {
-        return Result<Attributes>::failure(errorDescription(path, errno));
-    }
-    return fromStat(st);
+    const PathLocation location(path);
+    if (location.error() != 0) return Result<Attributes>::failure(errorDescription(path, location.error()));
+    return attributesAt(location.folder(), location.name(), (flags & AT_SYMLINK_NOFOLLOW) == 0, path);
 }
+
+// Names in byte order: a tree is always walked the same way, so the same file heads a group
+// on every run.
+template <typename T, typename Key>
+void sortByName(std::vector<T>& items, Key key) {
+    std::sort(items.begin(), items.end(),
+              [&](const T& a, const T& b) { return key(a) < key(b); });
+}
+
+constexpr std::size_t kListingBuffer = 64 * 1024;
 
 }  // namespace
 
@@ -45,6 +56,95 @@ std::string errorDescription(std::string_view path, int error) {
     return text;
 }
 
+void FileHandle::reset() {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+}
+
+PathLocation::PathLocation(const std::string& path) {
+    name_ = path.c_str();
+    if (path.size() < PATH_MAX) return;
+    // Too long for one call: open the folders one bounded stretch at a time.
+    std::size_t start = 0;
+    if (path[0] == '/') {
+        folder_ = FileHandle(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        start = 1;
+    }
+    const std::size_t lastSlash = path.rfind('/');
+    while (lastSlash != std::string::npos && start < lastSlash) {
+        std::size_t end = lastSlash;
+        if (end - start >= PATH_MAX) {
+            end = path.rfind('/', start + PATH_MAX - 1);
+            if (end == std::string::npos || end <= start) {
+                error_ = ENAMETOOLONG;
+                return;
+            }
+        }
+        const std::string stretch = path.substr(start, end - start);
+        FileHandle next(::openat(folder(), stretch.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!next.valid()) {
+            error_ = errno;
+            return;
+        }
+        folder_ = std::move(next);
+        start = end + 1;
+    }
+    name_ = path.c_str() + start;
+}
+
+Result<FileHandle> openPath(const std::string& path, int flags) {
+    const PathLocation location(path);
+    if (location.error() != 0) return Result<FileHandle>::failure(errorDescription(path, location.error()));
+    FileHandle handle(::openat(location.folder(), location.name(), flags | O_CLOEXEC));
+    if (!handle.valid()) return Result<FileHandle>::failure(errorDescription(path, errno));
+    return handle;
+}
+
+Result<FileHandle> openFolderAt(int parent, const char* name, const std::string& pathForErrors) {
+    FileHandle handle(::openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+    if (!handle.valid()) return Result<FileHandle>::failure(errorDescription(pathForErrors, errno));
+    return handle;
+}
+
+Result<Attributes> attributesOf(int fd, const std::string& pathForErrors) {
+    struct stat st;
+    if (::fstat(fd, &st) != 0) return Result<Attributes>::failure(errorDescription(pathForErrors, errno));
+    return fromStat(st);
+}
+
+Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
+                                const std::string& pathForErrors) {
+    struct stat st;
+    if (::fstatat(folder, name, &st, followLinks ? 0 : AT_SYMLINK_NOFOLLOW) != 0) {
+        return Result<Attributes>::failure(errorDescription(pathForErrors, errno));
+    }
+    return fromStat(st);
+}
+
+Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pathForErrors) {
+    // getdents64 straight into a reused buffer: no DIR allocation, and the descriptor stays
+    // ours for the entries' own *at() calls.
+    thread_local std::vector<char> buffer(kListingBuffer);
+    std::vector<FolderEntry> entries;
+    for (;;) {
+        const long got = ::syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
+        if (got == 0) break;
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            return Result<std::vector<FolderEntry>>::failure(errorDescription(pathForErrors, errno));
+        }
+        for (long offset = 0; offset < got;) {
+            const auto* entry = reinterpret_cast<const struct dirent64*>(buffer.data() + offset);
+            offset += entry->d_reclen;
+            const char* name = entry->d_name;
+            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
+            entries.push_back({name, entry->d_type});
+        }
+    }
+    sortByName(entries, [](const FolderEntry& e) -> const std::string& { return e.name; });
+    return entries;
+}
+
 Result<Attributes> itemAttributes(const std::string& path) {
     return statPath(path, AT_SYMLINK_NOFOLLOW);
 }
@@ -52,16 +152,13 @@ Result<Attributes> itemAttributes(const std::string& path) {
 Result<Attributes> followedAttributes(const std::string& path) { return statPath(path, 0); }
 
 Result<std::vector<std::string>> listFolder(const std::string& path) {
-    std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), ::closedir);
-    if (!folder) return Result<std::vector<std::string>>::failure(errorDescription(path, errno));
+    auto folder = openPath(path, O_RDONLY | O_DIRECTORY);
+    if (!folder) return Result<std::vector<std::string>>::failure(folder.error());
+    auto entries = listFolderAt(folder->get(), path);
+    if (!entries) return Result<std::vector<std::string>>::failure(entries.error());
     std::vector<std::string> names;
-    errno = 0;
-    while (const dirent* entry = ::readdir(folder.get())) {
-        const char* name = entry->d_name;
-        if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) names.emplace_back(name);
-    }
-    if (errno != 0) return Result<std::vector<std::string>>::failure(errorDescription(path, errno));
-    std::sort(names.begin(), names.end());
+    names.reserve(entries->size());
+    for (FolderEntry& entry : *entries) names.push_back(std::move(entry.name));
     return names;
 }
 
@@ -89,7 +186,11 @@ std::string_view lastPathComponent(std::string_view path) {
 std::optional<Date> itemDate(const std::string& path, DateAttribute attribute) {
     struct statx stx;
     const unsigned mask = STATX_MTIME | (attribute == DateAttribute::Creation ? STATX_BTIME : 0);
-    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, mask, &stx) != 0) return std::nullopt;
+    const PathLocation location(path);
+    if (location.error() != 0 ||
+        ::statx(location.folder(), location.name(), AT_SYMLINK_NOFOLLOW, mask, &stx) != 0) {
+        return std::nullopt;
+    }
     const bool birth = attribute == DateAttribute::Creation && (stx.stx_mask & STATX_BTIME) != 0;
     const struct statx_timestamp& t = birth ? stx.stx_btime : stx.stx_mtime;
     using namespace std::chrono;

@@ -1,11 +1,13 @@
 // The small file-system layer the engine uses in place of a desktop file manager service.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/types.h>
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/SettingsManager.h"
@@ -27,6 +29,61 @@ struct Attributes {
 Result<Attributes> itemAttributes(const std::string& path);
 // What the path leads to, links followed (existence and folder tests).
 Result<Attributes> followedAttributes(const std::string& path);
+
+// An open file descriptor, closed when the handle goes.
+class FileHandle {
+public:
+    FileHandle() = default;
+    explicit FileHandle(int fd) : fd_(fd) {}
+    ~FileHandle() { reset(); }
+    FileHandle(FileHandle&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    FileHandle& operator=(FileHandle&& other) noexcept {
+        if (this != &other) {
+            reset();
+            fd_ = std::exchange(other.fd_, -1);
+        }
+        return *this;
+    }
+    int get() const { return fd_; }
+    bool valid() const { return fd_ >= 0; }
+    void reset();
+
+private:
+    int fd_ = -1;
+};
+
+// Where a path's last component lives: its folder opened step by step when the path is too
+// long for one system call, else the working directory and the path itself. Every *at()
+// call then works on paths of any length.
+class PathLocation {
+public:
+    explicit PathLocation(const std::string& path);
+    // 0 when the folder could be reached, else the errno that stopped it.
+    int error() const { return error_; }
+    int folder() const { return folder_.valid() ? folder_.get() : AT_FDCWD; }
+    const char* name() const { return name_; }
+
+private:
+    FileHandle folder_;
+    const char* name_ = nullptr;
+    int error_ = 0;
+};
+
+// Opens a file or folder at a path of any length. Returns the error text on failure.
+Result<FileHandle> openPath(const std::string& path, int flags);
+
+// Folder walking with descriptors: a subfolder opened relative to its parent (links followed),
+// its attributes, its entries, and an entry's attributes, without resolving whole paths.
+Result<FileHandle> openFolderAt(int parent, const char* name, const std::string& pathForErrors);
+Result<Attributes> attributesOf(int fd, const std::string& pathForErrors);
+Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
+                                const std::string& pathForErrors);
+// The entries of an open folder with their types as the listing reports them (DT_*).
+struct FolderEntry {
+    std::string name;
+    unsigned char type;
+};
+Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pathForErrors);
 
 // The names in a folder, hidden ones included, in byte order so that a tree is always
 // walked the same way and the same file heads a group on every run.

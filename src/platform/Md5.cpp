@@ -44,19 +44,6 @@ Md5Digest finish(EVP_MD_CTX* context) {
     return digest;
 }
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 }  // namespace
 
@@ -69,8 +56,9 @@ Md5Digest md5OfBytes(const void* data, std::size_t length) {
 Result<Md5Digest> md5OfFile(const std::string& path) {
     // O_NONBLOCK: opening a named pipe must not wait for a writer; the type check below
     // refuses it before any read.
-    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (fd.get() < 0) return Result<Md5Digest>::failure(errorDescription(path, errno));
+    auto opened = openPath(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!opened) return Result<Md5Digest>::failure(opened.error());
+    const FileHandle& fd = *opened;
     struct stat st;
     if (::fstat(fd.get(), &st) != 0) return Result<Md5Digest>::failure(errorDescription(path, errno));
     if (S_ISDIR(st.st_mode)) return Result<Md5Digest>::failure(errorDescription(path, EISDIR));

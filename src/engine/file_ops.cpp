@@ -1,7 +1,9 @@
-// The size and date texts as operations of the engine class, for the windows that use it as
-// their library of file operations.
+// The size and date texts and the removal of copies as operations of the engine class, for
+// the windows that use it as their library of file operations.
 #include "core/Texts.h"
 #include "engine/FileTools.h"
+#include "platform/Console.h"
+#include "platform/FileOperations.h"
 
 namespace kelvora {
 
@@ -20,6 +22,25 @@ std::optional<std::string> FileTools::creationDateText(const std::string& path) 
 
 std::optional<std::string> FileTools::modificationDateText(const std::string& path) const {
     return attributeDateText(path, platform::DateAttribute::Modification);
+}
+
+namespace {
+
+// The cleaning goes on after a failure; the console line is the only trace of it.
+bool reportRemoval(const std::optional<std::string>& error) {
+    if (!error) return true;
+    platform::console("Error:  " + *error);
+    return false;
+}
+
+}  // namespace
+
+bool FileTools::trashFile(const std::string& path) const {
+    return reportRemoval(platform::trashItem(path));
+}
+
+bool FileTools::removeFile(const std::string& path) const {
+    return reportRemoval(platform::removeItem(path));
 }
 
 }  // namespace kelvora

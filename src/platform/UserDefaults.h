@@ -2,6 +2,7 @@
 // $XDG_CONFIG_HOME/kelvora/, written atomically.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,8 @@ public:
 
 private:
     std::string filePath_;
+    // Set but not yet written; read before the file so a value is seen as soon as it is set.
+    std::map<std::string, std::string> pending_;
 };
 
 }  // namespace kelvora::platform

@@ -17,6 +17,8 @@
 
 namespace kelvora {
 
+class DigestPipeline;
+
 inline constexpr const char* kUpdateProgress = "UpdateProgress";
 inline constexpr const char* kSearchThreadFinished = "SearchThreadFinished";
 inline constexpr const char* kTotalFiles = "totalFiles";
@@ -77,6 +79,11 @@ public:
     SettingsManager& settingsManager;
     FileList fileList;
     platform::UserInfo userInfo;
+    // Threads that read and hash ahead of the comparison. 0 hashes each file when the
+    // comparison first needs it, one by one; every setting gives the same groups, order and
+    // progress.
+    unsigned hashThreads = defaultHashThreads();
+    static unsigned defaultHashThreads();
 
 private:
     struct FileId {
@@ -105,6 +112,8 @@ private:
     void keepWithinFolderBudget(std::vector<WalkFrame>& stack);
     void popFrame(std::vector<WalkFrame>& stack);
     FileList buildResult();
+    bool sameDigest(File& a, File& b);
+    bool sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b);
 
     platform::NotificationCenter& center_;
     platform::LocationTable locations_;

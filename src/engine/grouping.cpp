@@ -6,8 +6,16 @@
 // original, so the sort must stay this exact quicksort. Digests are computed lazily, only
 // for files that share their size with another, and at most once per file; files of the
 // hash threshold and above are grouped on their size alone and never read.
+//
+// With hash threads, a pipeline settles each run of equal sizes ahead of the loop: files told
+// apart by their first bytes are never read whole, the rest are hashed on several cores. The
+// loop itself, its notifications and its cancel checks stay exactly as they are.
+#include <algorithm>
+#include <memory>
+#include <thread>
 #include <utility>
 
+#include "engine/DigestPipeline.h"
 #include "engine/FileTools.h"
 #include "platform/Console.h"
 #include "platform/Md5.h"
@@ -30,6 +38,11 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
         postSearchThreadFinished();
         return {};
     }
+    std::unique_ptr<DigestPipeline> pipeline;
+    if (hashThreads > 0) {
+        pipeline = std::make_unique<DigestPipeline>(fileList, settingsManager.searchCanceledByUser,
+                                                    hashThreads);
+    }
     for (std::size_t i = 0; i + 1 < n; ++i) {
         postProgress(static_cast<std::int64_t>(i + 1));
         if (canceled()) {
@@ -47,9 +60,11 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
             }
             bool copy = true;
             if (head.size < kHashThreshold) {
-                if (head.MD5Hash.empty()) head.MD5Hash = md5HashOfFile(head.path);
-                if (candidate.MD5Hash.empty()) candidate.MD5Hash = md5HashOfFile(candidate.path);
-                copy = head.MD5Hash == candidate.MD5Hash;
+                if (pipeline && !pipeline->waitFor(i)) {
+                    postSearchThreadFinished();
+                    return {};
+                }
+                copy = pipeline ? sameContents(*pipeline, i, j) : sameDigest(head, candidate);
             }
             if (copy) {
                 candidate.wasFound = true;
@@ -60,6 +75,27 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
     }
     postProgress(static_cast<std::int64_t>(n));
     return buildResult();
+}
+
+bool FileTools::sameDigest(File& a, File& b) {
+    if (a.MD5Hash.empty()) a.MD5Hash = md5HashOfFile(a.path);
+    if (b.MD5Hash.empty()) b.MD5Hash = md5HashOfFile(b.path);
+    return a.MD5Hash == b.MD5Hash;
+}
+
+bool FileTools::sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b) {
+    // The console lines of unreadable files come out where the one-by-one comparison would
+    // have printed them: when a file is first compared.
+    for (std::size_t index : {a, b}) {
+        const std::string line = pipeline.takeError(index);
+        if (!line.empty()) platform::console(line);
+    }
+    if (pipeline.isDistinct(a) || pipeline.isDistinct(b)) return false;
+    return fileList[a]->MD5Hash == fileList[b]->MD5Hash;
+}
+
+unsigned FileTools::defaultHashThreads() {
+    return std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
 }
 
 FileList FileTools::buildResult() {

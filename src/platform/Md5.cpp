@@ -53,32 +53,60 @@ Md5Digest md5OfBytes(const void* data, std::size_t length) {
     return finish(context.get());
 }
 
-Result<Md5Digest> md5OfFile(const std::string& path) {
-    // O_NONBLOCK: opening a named pipe must not wait for a writer; the type check below
-    // refuses it before any read.
-    auto opened = openPath(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    if (!opened) return Result<Md5Digest>::failure(opened.error());
-    const FileHandle& fd = *opened;
-    struct stat st;
-    if (::fstat(fd.get(), &st) != 0) return Result<Md5Digest>::failure(errorDescription(path, errno));
-    if (S_ISDIR(st.st_mode)) return Result<Md5Digest>::failure(errorDescription(path, EISDIR));
-    if (!S_ISREG(st.st_mode)) {
-        return Result<Md5Digest>::failure("\"" + path + "\": not a regular file");
-    }
-    ::posix_fadvise(fd.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+namespace {
 
+// Opens a regular file for reading. O_NONBLOCK: opening a named pipe must not wait for a
+// writer; the type check refuses it before any read.
+Result<FileHandle> openRegularFile(const std::string& path) {
+    auto opened = openPath(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!opened) return opened;
+    struct stat st;
+    if (::fstat(opened->get(), &st) != 0) return Result<FileHandle>::failure(errorDescription(path, errno));
+    if (S_ISDIR(st.st_mode)) return Result<FileHandle>::failure(errorDescription(path, EISDIR));
+    if (!S_ISREG(st.st_mode)) return Result<FileHandle>::failure("\"" + path + "\": not a regular file");
+    return opened;
+}
+
+// Reads into buffer; the number of bytes read, or -1 with errno set.
+ssize_t readSome(int fd, void* buffer, std::size_t length) {
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, length);
+        if (got >= 0 || errno != EINTR) return got;
+    }
+}
+
+}  // namespace
+
+Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled) {
+    auto opened = openRegularFile(path);
+    if (!opened) return Result<Md5Digest>::failure(opened.error());
+    const int fd = opened->get();
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
     Context context = newContext();
     thread_local std::vector<unsigned char> buffer(kBufferSize);
     for (;;) {
-        const ssize_t got = ::read(fd.get(), buffer.data(), buffer.size());
+        if (canceled != nullptr && canceled->load()) return Result<Md5Digest>::failure("canceled");
+        const ssize_t got = readSome(fd, buffer.data(), buffer.size());
         if (got == 0) break;
-        if (got < 0) {
-            if (errno == EINTR) continue;
-            return Result<Md5Digest>::failure(errorDescription(path, errno));
-        }
+        if (got < 0) return Result<Md5Digest>::failure(errorDescription(path, errno));
         EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(got));
     }
     return finish(context.get());
+}
+
+Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes) {
+    auto opened = openRegularFile(path);
+    if (!opened) return Result<std::string>::failure(opened.error());
+    std::string bytes(maxBytes, '\0');
+    std::size_t have = 0;
+    while (have < maxBytes) {
+        const ssize_t got = readSome(opened->get(), bytes.data() + have, maxBytes - have);
+        if (got < 0) return Result<std::string>::failure(errorDescription(path, errno));
+        if (got == 0) break;
+        have += static_cast<std::size_t>(got);
+    }
+    bytes.resize(have);
+    return bytes;
 }
 
 std::string base64(const Md5Digest& digest) {

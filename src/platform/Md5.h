@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -14,7 +15,11 @@ using Md5Digest = std::array<std::uint8_t, 16>;
 // Streams the file through a fixed buffer: the same digest as reading it whole, with memory
 // bounded whatever the file's size. Special files are refused rather than opened for reading,
 // so a named pipe can never block the search.
-Result<Md5Digest> md5OfFile(const std::string& path);
+// With a cancel flag, the read stops between chunks once it is set (the result is then a
+// failure), so a cancel takes effect even in the middle of a very large file.
+Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled = nullptr);
+// Up to maxBytes from the start of a regular file (fewer when the file is shorter).
+Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes);
 Md5Digest md5OfBytes(const void* data, std::size_t length);
 
 // Standard base64 with "=" fill, no line breaks: 24 characters for a digest.

@@ -1,0 +1,57 @@
+// Computes, ahead of the comparison loop and on a few threads, the digests that the loop will
+// ask for, so that the loop's results, order and progress stay those of the one-by-one search
+// while both cores read and hash.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "core/File.h"
+
+namespace kelvora {
+
+class DigestPipeline {
+public:
+    // list is sorted by size, largest first, and must not change while the pipeline lives.
+    DigestPipeline(const FileList& list, const std::atomic<bool>& canceled, unsigned threads);
+    ~DigestPipeline();
+    DigestPipeline(const DigestPipeline&) = delete;
+    DigestPipeline& operator=(const DigestPipeline&) = delete;
+
+    // Blocks until every file of index's run of equal sizes is settled: its MD5Hash set, or
+    // known to differ from every other file of the run. False when the search was canceled.
+    bool waitFor(std::size_t index);
+    // A file whose first bytes differ from those of every other file of its size cannot be
+    // a copy of any of them; it is never read whole and its MD5Hash stays empty.
+    bool isDistinct(std::size_t index) const { return distinct_[index]; }
+    // The console line the one-by-one search would print when it first hashes this file.
+    std::string takeError(std::size_t index);
+
+private:
+    struct Run {
+        std::size_t begin;
+        std::size_t end;
+    };
+    void work();
+    void settle(const Run& run);
+    std::size_t runOf(std::size_t index) const;
+
+    const FileList& list_;
+    const std::atomic<bool>& canceled_;
+    std::vector<Run> runs_;
+    std::vector<bool> distinct_;
+    std::vector<char> settled_;  // per run
+    std::unordered_map<std::size_t, std::string> errors_;
+    std::atomic<std::size_t> nextRun_{0};
+    std::mutex mutex_;
+    std::condition_variable runSettled_;
+    std::vector<std::thread> threads_;
+};
+
+}  // namespace kelvora

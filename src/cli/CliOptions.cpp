@@ -10,7 +10,6 @@
 #include <filesystem>
 
 #include "core/File.h"
-#include "core/SettingsManager.h"
 
 namespace kelvora::cli {
 
@@ -23,6 +22,9 @@ const char* const kUsage =
     "                        SIZE is bytes, or a number with K, M, G or T (powers of 1024)\n"
     "  --ext LIST            only these file types, e.g. --ext jpg,png\n"
     "  --include-packages    take package folders (.app, .pages, ...) as single files\n"
+    "  --profile FILE        take the scan settings from a profile (.kvr) saved by\n"
+    "                        Kelvora; the options above override it\n"
+    "  --threads N           read and hash on N threads (0: one file at a time)\n"
     "  --json                print the groups as one JSON object\n"
     "  --quiet               no progress on standard error\n"
     "  -h, --help            show this help\n";
@@ -123,6 +125,17 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::
             const auto size = parseSize(*text);
             if (!size) return fail("kelvora-cli: \"" + *text + "\" is not a size (try 200K, 5M, 1G)");
             (minimum ? options.minimumSize : options.maximumSize) = size;
+        } else if (isOption("--profile")) {
+            const auto text = value("--profile");
+            if (!text || text->empty()) return fail("kelvora-cli: --profile needs a file");
+            options.profile = *text;
+        } else if (isOption("--threads")) {
+            const auto text = value("--threads");
+            if (!text || text->empty() || text->size() > 3 ||
+                text->find_first_not_of("0123456789") != std::string::npos) {
+                return fail("kelvora-cli: --threads needs a number of threads, such as 2");
+            }
+            options.threads = static_cast<unsigned>(std::stoul(*text));
         } else if (isOption("--ext")) {
             const auto text = value("--ext");
             if (!text) return fail("kelvora-cli: --ext needs a list such as jpg,png");
@@ -137,11 +150,6 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::
     for (std::string& folder : options.folders) {
         folder = absoluteFolder(folder);
         if (auto problem = checkFolder(folder)) return fail(*problem);
-    }
-    const SettingsManager defaults;
-    if (options.minimumSize.value_or(defaults.minimumFileSize) >
-        options.maximumSize.value_or(defaults.maximumFileSize)) {
-        return fail("kelvora-cli: the minimum size is above the maximum size");
     }
     return {options, {}};
 }

@@ -14,6 +14,8 @@ struct CliOptions {
     std::optional<std::uint64_t> maximumSize;
     std::vector<std::string> extensions;  // lower case, no dot, no repeats
     bool includePackages = false;
+    std::string profile;  // a .kvr file whose scan settings come first
+    std::optional<unsigned> threads;
     bool json = false;
     bool quiet = false;
     bool help = false;

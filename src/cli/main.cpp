@@ -7,14 +7,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 
 #include "cli/CliOptions.h"
 #include "cli/Report.h"
 #include "core/SettingsManager.h"
+#include "core/Texts.h"
 #include "engine/FileTools.h"
 #include "engine/SearchRun.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
+#include "profiles/Profile.h"
+#include "profiles/ProfileFile.h"
 
 using namespace kelvora;
 
@@ -73,6 +77,29 @@ private:
     std::chrono::steady_clock::time_point lastDraw_{};
 };
 
+// The profile first, then what the command line says on top of it.
+std::optional<std::string> applyOptions(const cli::CliOptions& options, SettingsManager& settings) {
+    if (!options.profile.empty()) {
+        const auto profile = loadProfile(options.profile);
+        if (!profile) return std::string("kelvora-cli: ") + kCouldNotLoadProfile + " " + profile.error();
+        applyProfile(*profile, settings);
+    }
+    settings.listFolderPaths = options.folders;
+    if (options.minimumSize) settings.minimumFileSize = *options.minimumSize;
+    if (options.maximumSize) settings.maximumFileSize = *options.maximumSize;
+    if (!options.extensions.empty()) {
+        settings.customFileTypes = true;
+        settings.listFileExtensions = options.extensions;
+    }
+    if (options.includePackages) settings.ignorePackages = false;
+    if (settings.minimumFileSize > settings.maximumFileSize) {
+        return "kelvora-cli: the minimum size (" + sizeText(settings.minimumFileSize) +
+               ") is above the maximum size (" + sizeText(settings.maximumFileSize) + ")";
+    }
+    settings.searchCanceledByUser = false;
+    return std::nullopt;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -90,13 +117,10 @@ int main(int argc, char** argv) {
     }
 
     SettingsManager& settings = SettingsManager::shared();
-    settings.listFolderPaths = options.folders;
-    if (options.minimumSize) settings.minimumFileSize = *options.minimumSize;
-    if (options.maximumSize) settings.maximumFileSize = *options.maximumSize;
-    settings.customFileTypes = !options.extensions.empty();
-    settings.listFileExtensions = options.extensions;
-    settings.ignorePackages = !options.includePackages;
-    settings.searchCanceledByUser = false;
+    if (auto problem = applyOptions(options, settings)) {
+        std::cerr << *problem << "\nTry 'kelvora-cli --help'.\n";
+        return 2;
+    }
 
     // Static so that it outlives the background worker, which still schedules the run's end
     // on it after a cancel has already ended the loop.
@@ -115,6 +139,7 @@ int main(int argc, char** argv) {
 
     auto run = SearchRun::create({settings, center, platform::globalQueue(), mainLoop},
                                  [] { mainLoop.quit(); });
+    if (options.threads) run->setHashThreads(*options.threads);
     run->startSearch();
     mainLoop.run();
     progress.clear();

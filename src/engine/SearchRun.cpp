@@ -16,6 +16,7 @@ void SearchRun::startSearch() {
 void SearchRun::runSearch() {
     SettingsManager& settings = services_.settings;
     FileTools tools(settings, services_.center, services_.locations);
+    if (hashThreads_) tools.hashThreads = *hashThreads_;
     const std::vector<std::string> extensions =
         settings.customFileTypes ? settings.listFileExtensions : std::vector<std::string>{};
     settings.fileList =

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "core/SettingsManager.h"
 #include "platform/Locations.h"
@@ -27,6 +28,9 @@ public:
     // search ends with "SearchThreadFinished" instead, posted exactly once.
     static std::shared_ptr<SearchRun> create(Services services, std::function<void()> onFinished);
 
+    // Threads that hash ahead of the comparison (the engine's default unless set).
+    void setHashThreads(unsigned threads) { hashThreads_ = threads; }
+
     // Schedules runSearch on the background queue.
     void startSearch();
     // The whole background body; tests may call it directly on their own thread.
@@ -40,6 +44,7 @@ private:
 
     Services services_;
     std::function<void()> onFinished_;
+    std::optional<unsigned> hashThreads_;
     platform::UserInfo lastUserInfo_;
     bool postedFinished_ = false;
     std::size_t groupsAppended_ = 0;

@@ -55,6 +55,27 @@ TEST(Cli, printsOneBlockPerGroupOrSaysThereIsNone) {
     EXPECT_EQ(runCli("--min-size 1 --ext txt " + quoted(tree.root())).out, "No duplicate files found.\n");
 }
 
+TEST(Cli, takesTheScanSettingsFromAProfileUnderItsOwnOptions) {
+    testing::TempTree tree;
+    tree.createFilled("a.txt", 1500, 't');
+    tree.createFilled("b.txt", 1500, 't');
+    tree.createFilled("c.jpg", 1500, 'j');
+    tree.createFilled("d.jpg", 1500, 'j');
+    // Custom types "txt", 1 byte to 2 KiB, removal to the trash, packages ignored.
+    const std::string profile =
+        tree.createFile("profile.kvr", "1\ntxt\n1\n2048\n0.0\n1.0\n0\n1\n1\n0\n1\n");
+    const Outcome fromProfile = runCli("--profile " + quoted(profile) + " " + quoted(tree.root()));
+    EXPECT_EQ(fromProfile.exitCode, 0);
+    EXPECT_EQ(fromProfile.out, "1.5 KB, 2 files\n" + tree.path("b.txt") + "\n" + tree.path("a.txt") + "\n\n");
+    const Outcome overridden =
+        runCli("--profile " + quoted(profile) + " --ext jpg " + quoted(tree.root()));
+    EXPECT_NE(overridden.out.find("c.jpg"), std::string::npos) << overridden.out;
+    EXPECT_EQ(runCli("--profile " + quoted(profile) + " --min-size 3K " + quoted(tree.root())).exitCode, 2)
+        << "the profile's maximum is below the minimum given";
+    const std::string damaged = tree.createFile("damaged.kvr", "2\ntxt\n");
+    EXPECT_EQ(runCli("--profile " + quoted(damaged) + " " + quoted(tree.root())).exitCode, 2);
+}
+
 TEST(Cli, jsonKeepsPathsThatAreNotUtf8) {
     testing::TempTree tree;
     tree.createFilled("caf\xc3\xa9.png", 10, 'z');

@@ -1,0 +1,52 @@
+// Removing the copies selected for removal: the questions first, then the trash or deletion, the
+// groups shrunk as the removal goes, and the rating prompt afterwards. Shared by the results
+// window and the command line.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/SettingsManager.h"
+#include "platform/UserDefaults.h"
+#include "results/Alerts.h"
+
+namespace kelvora {
+
+inline constexpr const char* kShowRateMessage = "ShowRateMessage";
+// The application's page in the desktop's software centre (GNOME Software, KDE Discover).
+inline constexpr const char* kStorePageAddress = "appstream://org.kelvora.Kelvora";
+
+enum class CleanOutcome {
+    NothingSelected,  // the notice was shown, nothing removed
+    Declined,         // a question was answered "No", nothing removed
+    Confirmed,        // the questions allow the removal
+    Cleaned,          // the removal ran
+};
+
+struct CleanReport {
+    CleanOutcome outcome = CleanOutcome::NothingSelected;
+    std::vector<std::string> removed;
+    std::vector<std::string> failed;  // each failure also printed as an "Error:  " line
+};
+
+// The questions before a removal, in their order, over the groups shown.
+CleanOutcome confirmCleaning(const SettingsManager& settings, const FileList& shown,
+                             Alerts& alerts);
+
+// Moves every selected copy of the shown groups to the trash, or deletes it, as
+// settings.moveToTrash says. Each such copy leaves its group whether or not its removal worked;
+// groups left with one copy or none leave settings.duplicateFileList.
+CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& shown);
+
+// Both, for the command line: questions answered by alerts, then the removal.
+CleanReport cleanSelectedCopies(SettingsManager& settings, const FileList& shown, Alerts& alerts);
+
+// After a successful cleaning: the first one ever only notes that the prompt may come; later
+// ones ask for a rating, at most once per results window (rateMessageShown), until the user rates
+// or declines.
+void askForRating(Alerts& alerts, platform::UserDefaults& userDefaults,
+                  const std::function<void(const std::string&)>& openStorePage,
+                  bool& rateMessageShown);
+
+}  // namespace kelvora

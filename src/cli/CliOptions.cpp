@@ -25,6 +25,16 @@ const char* const kUsage =
     "  --profile FILE        take the scan settings from a profile (.kvr) saved by\n"
     "                        Kelvora; the options above override it\n"
     "  --threads N           read and hash on N threads (0: one file at a time)\n"
+    "\n"
+    "Choosing and removing copies:\n"
+    "  --keep WHICH          select copies for removal in every group: none, oldest (all\n"
+    "                        but the oldest), newest (all but the newest), all, custom\n"
+    "  --rules FILE          the custom rules for --keep custom (a group's rule text)\n"
+    "  --guard WHICH         when the custom rules select every copy of a group, keep\n"
+    "                        its oldest (default), newest, or none\n"
+    "  --clean trash|delete  remove the selected copies: to the trash, or for good\n"
+    "  --yes                 do not ask before removing\n"
+    "  --dry-run             print what would be removed, remove nothing\n"
     "  --json                print the groups as one JSON object\n"
     "  --quiet               no progress on standard error\n"
     "  -h, --help            show this help\n";
@@ -89,6 +99,34 @@ std::vector<std::string> splitExtensions(const std::string& list) {
     return out;
 }
 
+struct Choice {
+    const char* option;
+    const char* word;
+    std::int64_t value;
+};
+
+constexpr Choice kChoices[] = {
+    {"--keep", "none", 0},    {"--keep", "oldest", 1},  {"--keep", "newest", 2},
+    {"--keep", "all", 3},     {"--keep", "custom", 4},  {"--guard", "oldest", 1},
+    {"--guard", "newest", 2}, {"--guard", "none", 3},   {"--clean", "trash", 1},
+    {"--clean", "delete", 0},
+};
+
+std::optional<std::int64_t> choiceOf(const std::string& option, const std::string& word) {
+    for (const Choice& choice : kChoices) {
+        if (option == choice.option && word == choice.word) return choice.value;
+    }
+    return std::nullopt;
+}
+
+std::string choicesOf(const std::string& option) {
+    std::string words;
+    for (const Choice& choice : kChoices) {
+        if (option == choice.option) words += std::string(words.empty() ? "" : ", ") + choice.word;
+    }
+    return words;
+}
+
 }  // namespace
 
 ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::string& homeFolder) {
@@ -136,6 +174,22 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::
                 return fail("kelvora-cli: --threads needs a number of threads, such as 2");
             }
             options.threads = static_cast<unsigned>(std::stoul(*text));
+        } else if (isOption("--keep") || isOption("--guard") || isOption("--clean")) {
+            const std::string name = argument.substr(0, argument.find('='));
+            const auto text = value(name);
+            const auto choice = text ? choiceOf(name, *text) : std::nullopt;
+            if (!choice) return fail("kelvora-cli: " + name + " takes one of: " + choicesOf(name));
+            if (name == "--keep") options.keep = *choice;
+            if (name == "--guard") options.guard = *choice;
+            if (name == "--clean") options.cleanToTrash = *choice == 1;
+        } else if (isOption("--rules")) {
+            const auto text = value("--rules");
+            if (!text || text->empty()) return fail("kelvora-cli: --rules needs a file");
+            options.rulesFile = *text;
+        } else if (argument == "--yes" || argument == "-y") {
+            options.yes = true;
+        } else if (argument == "--dry-run" || argument == "-n") {
+            options.dryRun = true;
         } else if (isOption("--ext")) {
             const auto text = value("--ext");
             if (!text) return fail("kelvora-cli: --ext needs a list such as jpg,png");
@@ -146,6 +200,15 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::
         }
     }
     if (options.help) return {options, {}};
+    if (options.keep == 4 && options.rulesFile.empty()) {
+        return fail("kelvora-cli: --keep custom needs the rules: --rules FILE");
+    }
+    if (!options.rulesFile.empty() && options.keep != 4) {
+        return fail("kelvora-cli: --rules goes with --keep custom");
+    }
+    if ((options.cleanToTrash || options.dryRun) && !options.keep) {
+        return fail("kelvora-cli: say which copies go with --keep before removing any");
+    }
     if (options.folders.empty()) options.folders.push_back(homeFolder);
     for (std::string& folder : options.folders) {
         folder = absoluteFolder(folder);

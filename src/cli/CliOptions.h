@@ -16,6 +16,12 @@ struct CliOptions {
     bool includePackages = false;
     std::string profile;  // a .kvr file whose scan settings come first
     std::optional<unsigned> threads;
+    std::optional<std::int64_t> keep;  // keep option 0-4 applied to every group
+    std::string rulesFile;             // custom rules for keep option 4
+    std::int64_t guard = 1;            // 1 oldest, 2 newest, 3 none stays when rules take all
+    std::optional<bool> cleanToTrash;  // --clean trash (true) or delete (false)
+    bool yes = false;
+    bool dryRun = false;
     bool json = false;
     bool quiet = false;
     bool help = false;

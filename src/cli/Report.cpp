@@ -70,14 +70,17 @@ std::string jsonString(std::string_view text) {
     return out;
 }
 
-void writeText(std::ostream& out, const FileList& groups) {
+void writeText(std::ostream& out, const FileList& groups, bool showChecks) {
     if (groups.empty()) {
         out << "No duplicate files found.\n";
         return;
     }
     for (const FilePtr& group : groups) {
         out << sizeText(group->size) << ", " << group->duplicates.size() << " files\n";
-        for (const DuplicateFile& member : group->duplicates) out << member.path << '\n';
+        for (const DuplicateFile& member : group->duplicates) {
+            if (showChecks) out << (member.checkState == 1 ? "remove  " : "keep    ");
+            out << member.path << '\n';
+        }
         out << '\n';
     }
 }
@@ -96,7 +99,8 @@ void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& group
         const char* memberSeparator = "";
         for (const DuplicateFile& member : group->duplicates) {
             out << memberSeparator << "\n    {\"path\": " << jsonString(member.path)
-                << ", \"date\": " << jsonString(member.date) << "}";
+                << ", \"date\": " << jsonString(member.date)
+                << ", \"checkState\": " << member.checkState << "}";
             memberSeparator = ",";
         }
         out << "]}";

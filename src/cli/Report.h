@@ -9,7 +9,8 @@
 
 namespace kelvora::cli {
 
-void writeText(std::ostream& out, const FileList& groups);
+// With checks, each member line says whether the copy is kept or selected for removal.
+void writeText(std::ostream& out, const FileList& groups, bool showChecks = false);
 void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& groups);
 
 // A JSON string literal. Bytes that are not valid UTF-8 are written as the escapes

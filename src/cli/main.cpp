@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "cli/CliOptions.h"
+#include "cli/Cleanup.h"
 #include "cli/Report.h"
 #include "core/SettingsManager.h"
 #include "core/Texts.h"
@@ -148,11 +149,17 @@ int main(int argc, char** argv) {
         std::cerr << "Search cancelled.\n";
         return 130;
     }
+    if (auto problem = cli::applyKeep(options, settings)) {
+        std::cerr << *problem << '\n';
+        return 2;
+    }
     if (options.json) {
         cli::writeJson(std::cout, progress.filesFound(), settings.duplicateFileList);
     } else {
-        cli::writeText(std::cout, settings.duplicateFileList);
+        cli::writeText(std::cout, settings.duplicateFileList, options.keep.has_value());
     }
     std::cout.flush();
-    return 0;
+    if (!options.cleanToTrash) return 0;
+    // With --json the plan and the questions go to stderr so that stdout stays one object.
+    return cli::runCleaning(options, settings, std::cin, options.json ? std::cerr : std::cout);
 }

@@ -122,19 +122,20 @@ std::string CustomSettingsString(const SettingsManager& settings) {
     return text;
 }
 
-void LoadCustomSettings(SettingsManager& settings, std::string_view text) {
+bool LoadCustomSettings(SettingsManager& settings, std::string_view text) {
     const std::vector<std::string_view> lines = splitLines(text);
     std::size_t next = 0;
     for (const LineField& field : kLineFields) {
-        if (next >= lines.size() || !readLine(settings, field, lines[next])) return;
+        if (next >= lines.size() || !readLine(settings, field, lines[next])) return false;
         ++next;
     }
     settings.customFileExtensions.clear();
     std::int64_t count = 0;
-    if (next >= lines.size() || !parseInteger(lines[next], count) || count < 0) return;
+    if (next >= lines.size() || !parseInteger(lines[next], count) || count < 0) return false;
     for (++next; count > 0 && next < lines.size(); --count, ++next) {
         settings.customFileExtensions.emplace_back(lines[next]);
     }
+    return count == 0;
 }
 
 void ResetCustomSettings(SettingsManager& settings) {

@@ -15,8 +15,9 @@ std::string CustomSettingsString(const SettingsManager& settings);
 
 // Reads the text into the rule fields, each as soon as its line is read. Stops at the first line
 // that is missing or does not parse; later fields keep their values. Dates are read with
-// "dd/MM/yy", which takes "01/01/2017" as 2017 as well.
-void LoadCustomSettings(SettingsManager& settings, std::string_view text);
+// "dd/MM/yy", which takes "01/01/2017" as 2017 as well. True when every line the layout asks
+// for was there and read.
+bool LoadCustomSettings(SettingsManager& settings, std::string_view text);
 
 // The rule fields as the results window sets them when it opens, customSettingsOption "Cancel".
 void ResetCustomSettings(SettingsManager& settings);

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "support/TempTree.h"
 
@@ -15,8 +16,9 @@ struct Outcome {
     std::string out;
 };
 
-Outcome runCli(const std::string& arguments) {
-    const std::string command = std::string(KELVORA_CLI) + " " + arguments + " 2>/dev/null";
+Outcome runCli(const std::string& arguments, const std::string& environment = "") {
+    const std::string command =
+        environment + std::string(KELVORA_CLI) + " " + arguments + " 2>/dev/null";
     FILE* pipe = ::popen(command.c_str(), "r");
     Outcome outcome{-1, {}};
     char buffer[4096];
@@ -74,6 +76,44 @@ TEST(Cli, takesTheScanSettingsFromAProfileUnderItsOwnOptions) {
         << "the profile's maximum is below the minimum given";
     const std::string damaged = tree.createFile("damaged.kvr", "2\ntxt\n");
     EXPECT_EQ(runCli("--profile " + quoted(damaged) + " " + quoted(tree.root())).exitCode, 2);
+}
+
+TEST(Cli, keepsTheOldestAndCleansTheRestToTheTrashOfTheHome) {
+    testing::TempTree tree;
+    const std::string home = tree.createFolder("home");
+    // Made within the same second: the creation dates tie, and the group's head stays. The
+    // quicksort puts b before a, so b heads the group.
+    const std::string copy = tree.createFilled("data/a.jpg", 3000, 'p');
+    const std::string photo = tree.createFilled("data/b.jpg", 3000, 'p');
+    const std::string environment = "HOME='" + home + "' XDG_DATA_HOME='" + home + "/share' ";
+    const std::string search = "--min-size 1 --keep oldest " + quoted(tree.path("data"));
+
+    const Outcome listed = runCli(search);
+    EXPECT_EQ(listed.exitCode, 0);
+    EXPECT_NE(listed.out.find("remove  " + copy), std::string::npos) << listed.out;
+    EXPECT_NE(listed.out.find("keep    " + photo), std::string::npos);
+    EXPECT_NE(runCli("--json " + search).out.find("\"checkState\": 1"), std::string::npos);
+
+    EXPECT_EQ(runCli(search + " --clean trash --dry-run").exitCode, 0);
+    EXPECT_EQ(runCli("--clean trash " + quoted(tree.path("data"))).exitCode, 2) << "without --keep";
+    const Outcome declined = runCli("--clean delete " + search + " < /dev/null");
+    EXPECT_NE(declined.out.find("Nothing was removed."), std::string::npos);
+    ASSERT_TRUE(std::filesystem::exists(copy)) << "a dry run and a declined question remove nothing";
+
+    const Outcome cleaned = runCli(search + " --clean trash --yes", environment);
+    EXPECT_EQ(cleaned.exitCode, 0) << cleaned.out;
+    EXPECT_FALSE(std::filesystem::exists(copy));
+    EXPECT_TRUE(std::filesystem::exists(photo));
+    EXPECT_TRUE(std::filesystem::exists(home + "/share/Trash/files/a.jpg"));
+    EXPECT_TRUE(std::filesystem::exists(home + "/share/Trash/info/a.jpg.trashinfo"));
+}
+
+TEST(Cli, refusesCustomKeepingWithoutAReadableRuleText) {
+    testing::TempTree tree;
+    const std::string rules = tree.createFile("rules.txt", "0\n0\n1\n");
+    EXPECT_EQ(runCli("--keep custom " + quoted(tree.root())).exitCode, 2);
+    EXPECT_EQ(runCli("--keep custom --rules " + quoted(rules) + " " + quoted(tree.root())).exitCode, 2);
+    EXPECT_EQ(runCli("--keep sometimes " + quoted(tree.root())).exitCode, 2);
 }
 
 TEST(Cli, jsonKeepsPathsThatAreNotUtf8) {

@@ -41,12 +41,12 @@ TEST(CustomSettingsText, writesEveryRuleAndReadsItBack) {
 TEST(CustomSettingsText, readsFourDigitYearsAndStopsAtTheFirstBadLine) {
     SettingsManager settings;
     settings.firstDate = day("10/05/23");
-    LoadCustomSettings(settings, kDefaultCustomSettings);
+    EXPECT_TRUE(LoadCustomSettings(settings, kDefaultCustomSettings));
     EXPECT_EQ(formatDate(settings.firstDate, "yyyy-MM-dd HH:mm"), "2017-01-01 00:00");
     EXPECT_EQ(settings.customFilePath, " ");
 
     settings.customFileExtensions = {"kept"};
-    LoadCustomSettings(settings, "1\n1\n0\n31/12/99\n1\n0\n0\n01/01/2017\n1\n0\n2x0\n");
+    EXPECT_FALSE(LoadCustomSettings(settings, "1\n1\n0\n31/12/99\n1\n0\n0\n01/01/2017\n1\n0\n2x0\n"));
     EXPECT_EQ(settings.secondDateState, 1);
     EXPECT_EQ(settings.firstFileSizeComparisonItem, 0);
     EXPECT_EQ(formatDate(settings.firstDate, "yyyy"), "1999") << "two-digit years take a window";
@@ -56,9 +56,9 @@ TEST(CustomSettingsText, readsFourDigitYearsAndStopsAtTheFirstBadLine) {
     const std::string rules =
         "0\n0\n1\n01/01/17\n0\n0\n0\n01/01/17\n0\n1\n200\n1\n0\n0\n100\n3\n"
         "0\njpg\n0\n \n1\n0";
-    LoadCustomSettings(settings, rules);
+    EXPECT_FALSE(LoadCustomSettings(settings, rules));
     EXPECT_TRUE(settings.customFileExtensions.empty()) << "no count line: no extensions";
-    LoadCustomSettings(settings, rules + "\r\n3\r\npng\n");
+    EXPECT_FALSE(LoadCustomSettings(settings, rules + "\r\n3\r\npng\n")) << "two of three";
     EXPECT_EQ(settings.customFileExtensions, (std::vector<std::string>{"png", ""}));
 }
 

@@ -1,0 +1,93 @@
+// Keep options and cleaning from the terminal.
+#include "cli/Cleanup.h"
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "core/Texts.h"
+#include "results/Cleaning.h"
+#include "results/CustomSettingsText.h"
+#include "results/KeepSelection.h"
+
+namespace kelvora::cli {
+
+std::optional<std::string> applyKeep(const CliOptions& options, SettingsManager& settings) {
+    if (!options.keep) return std::nullopt;
+    if (*options.keep == KeepCustom) {
+        std::ifstream file(options.rulesFile, std::ios::binary);
+        std::ostringstream text;
+        text << file.rdbuf();
+        if (!file || !LoadCustomSettings(settings, text.str())) {
+            return "kelvora-cli: \"" + options.rulesFile + "\" is not a custom rule text";
+        }
+        settings.customSettingsOption = "OK";
+    }
+    applyKeepOptionToAll(settings, *options.keep, options.guard);
+    return std::nullopt;
+}
+
+bool TerminalAlerts::confirm(const std::string& question) {
+    if (yesToAll_) return true;
+    out_ << question << " [y/N] " << std::flush;
+    std::string answer;
+    if (!std::getline(in_, answer)) return false;
+    return answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes";
+}
+
+std::int64_t TerminalAlerts::runModal(const Alert& alert) {
+    if (alert.buttons.size() < 2) {
+        out_ << alert.informativeText << '\n';
+        return kFirstButton;
+    }
+    // Every question of the cleaning reads "Yes" then "No".
+    return confirm(alert.informativeText) ? kFirstButton : kSecondButton;
+}
+
+std::size_t printPlan(std::ostream& out, const SettingsManager& settings) {
+    std::size_t copies = 0;
+    std::uint64_t bytes = 0;
+    for (const FilePtr& group : settings.duplicateFileList) {
+        for (const DuplicateFile& member : group->duplicates) {
+            if (member.checkState != 1) continue;
+            if (copies == 0) {
+                out << (settings.moveToTrash ? "To be moved to the trash:\n"
+                                             : "To be deleted permanently:\n");
+            }
+            out << "  " << member.path << '\n';
+            ++copies;
+            bytes += group->size;
+        }
+    }
+    if (copies > 0) out << copies << " copies, " << sizeText(bytes) << " freed\n";
+    return copies;
+}
+
+int runCleaning(const CliOptions& options, SettingsManager& settings, std::istream& in,
+                std::ostream& out) {
+    settings.moveToTrash = *options.cleanToTrash;
+    const std::size_t copies = printPlan(out, settings);
+    if (options.dryRun) {
+        out << "Dry run: nothing was removed.\n";
+        return 0;
+    }
+    TerminalAlerts alerts(in, out, options.yes);
+    if (copies > 0 && !alerts.confirm(settings.moveToTrash ? "Move these copies to the trash?"
+                                                           : "Delete these copies?")) {
+        out << "Nothing was removed.\n";
+        return 0;
+    }
+    const FileList shown = settings.duplicateFileList;
+    const CleanReport report = cleanSelectedCopies(settings, shown, alerts);
+    if (report.outcome != CleanOutcome::Cleaned) {
+        if (report.outcome == CleanOutcome::Declined) out << "Nothing was removed.\n";
+        return 0;
+    }
+    out << "Duplicate files cleaned successfully. " << report.removed.size() << " removed.\n";
+    if (report.failed.empty()) return 0;
+    out << report.failed.size() << " could not be removed and stayed where they were:\n";
+    for (const std::string& path : report.failed) out << "  " << path << '\n';
+    return 1;
+}
+
+}  // namespace kelvora::cli

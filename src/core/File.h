@@ -20,6 +20,17 @@ enum KeepOption : std::int64_t {
     KeepCustom = 4,  // the group's custom rules decide
 };
 
+// What a copy was when the search saw it (links followed): the cleaning removes a copy only
+// while it is still that file.
+struct FileStamp {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t size = 0;
+    std::int64_t modified = 0;  // nanoseconds since the epoch
+    bool folder = false;
+    bool operator==(const FileStamp&) const = default;
+};
+
 class DuplicateFile {
 public:
     DuplicateFile(std::string path, std::string date)
@@ -28,6 +39,7 @@ public:
     std::string path;
     std::string date;              // creation date text, empty when it could not be read
     std::int64_t checkState = 0;   // 1 = selected for removal, 0 = kept
+    FileStamp stamp;
 };
 
 class File {
@@ -46,6 +58,7 @@ public:
     std::int64_t keepOption = KeepNone;
     RuleText customSettings;
     std::string MD5Hash;
+    FileStamp stamp;  // set by the walk
 };
 
 // Records are shared by reference between the engine, the shared settings and the results.

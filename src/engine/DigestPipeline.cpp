@@ -18,11 +18,6 @@ namespace {
 constexpr std::uint64_t kReadWhole = 16 * 1024;
 constexpr std::size_t kPrefix = 4 * 1024;
 
-const std::string& emptyDigest() {
-    static const std::string digest = platform::base64(platform::md5OfBytes(nullptr, 0));
-    return digest;
-}
-
 }  // namespace
 
 DigestPipeline::DigestPipeline(const FileList& list, const std::atomic<bool>& canceled,
@@ -59,24 +54,29 @@ void DigestPipeline::work() {
 }
 
 void DigestPipeline::settle(const Run& run) {
-    const std::uint64_t size = list_[run.begin]->size;
-    const bool readWhole = size <= kReadWhole;
     // What tells the files apart cheaply: the digest of a small file, of a big one's prefix.
+    // Sizes are those of what the walk found (a link's target), not the walk's own sizes.
     std::vector<std::string> signatures(run.end - run.begin);
     for (std::size_t i = run.begin; i < run.end; ++i) {
         if (canceled_.load()) return;
         File& file = *list_[i];
-        auto read = platform::readPrefix(file.path, readWhole ? kReadWhole : kPrefix);
+        const bool readWhole = file.stamp.size <= kReadWhole;
+        std::uint64_t sizeNow = 0;
+        auto read = platform::readPrefix(file.path, readWhole ? kReadWhole : kPrefix, &sizeNow);
         if (!read) {
             // An unreadable file counts as zero bytes, as it always has; its line is printed
             // when the comparison first reaches it.
-            file.MD5Hash = emptyDigest();
-            std::lock_guard lock(mutex_);
-            errors_[i] = "Ooops! Something went wrong: " + read.error();
+            file.MD5Hash = FileTools::emptyDigest();
+            note(i, "Ooops! Something went wrong: " + read.error());
+            continue;
+        }
+        if (sizeNow != file.stamp.size || (readWhole && read->size() != file.stamp.size)) {
+            file.MD5Hash = FileTools::changedSinceScanDigest(file);
+            note(i, FileTools::changedSinceScanLine(file));
             continue;
         }
         std::string digest = platform::base64(platform::md5OfBytes(read->data(), read->size()));
-        if (readWhole && read->size() == size) file.MD5Hash = digest;
+        if (readWhole) file.MD5Hash = digest;
         signatures[i - run.begin] = std::move(digest);
     }
     std::unordered_map<std::string_view, int> counts;
@@ -91,15 +91,27 @@ void DigestPipeline::settle(const Run& run) {
             continue;
         }
         if (canceled_.load()) return;
-        auto digest = platform::md5OfFile(file.path, &canceled_);
-        if (digest) {
-            file.MD5Hash = platform::base64(*digest);
-        } else {
-            file.MD5Hash = emptyDigest();
-            std::lock_guard lock(mutex_);
-            errors_[i] = "Ooops! Something went wrong: " + digest.error();
-        }
+        hashWhole(i, file);
     }
+}
+
+void DigestPipeline::hashWhole(std::size_t index, File& file) {
+    std::uint64_t bytes = 0;
+    auto digest = platform::md5OfFile(file.path, &canceled_, &bytes);
+    if (!digest) {
+        file.MD5Hash = FileTools::emptyDigest();
+        if (!canceled_.load()) note(index, "Ooops! Something went wrong: " + digest.error());
+    } else if (bytes != file.stamp.size) {
+        file.MD5Hash = FileTools::changedSinceScanDigest(file);
+        note(index, FileTools::changedSinceScanLine(file));
+    } else {
+        file.MD5Hash = platform::base64(*digest);
+    }
+}
+
+void DigestPipeline::note(std::size_t index, std::string line) {
+    std::lock_guard lock(mutex_);
+    errors_[index] = std::move(line);
 }
 
 std::size_t DigestPipeline::runOf(std::size_t index) const {

@@ -40,6 +40,8 @@ private:
     };
     void work();
     void settle(const Run& run);
+    void hashWhole(std::size_t index, File& file);
+    void note(std::size_t index, std::string line);
     std::size_t runOf(std::size_t index) const;
 
     const FileList& list_;

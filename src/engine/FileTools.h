@@ -47,6 +47,11 @@ public:
                             const std::vector<std::string>& extensions);
     void sortBySizeDescending(FileList& list, std::int64_t low, std::int64_t high);
     std::string md5HashOfFile(const std::string& path);
+    // The digest text of no bytes, which unreadable files get too.
+    static const std::string& emptyDigest();
+    // The digest text and the console line of a file that changed size since the walk.
+    static std::string changedSinceScanDigest(const File& file);
+    static std::string changedSinceScanLine(const File& file);
 
     // Texts (file_ops.cpp).
     std::string sizeText(std::uint64_t bytes) const;
@@ -113,6 +118,7 @@ private:
     void popFrame(std::vector<WalkFrame>& stack);
     FileList buildResult();
     bool sameDigest(File& a, File& b);
+    std::string digestOfScannedFile(const File& file);
     bool sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b);
 
     platform::NotificationCenter& center_;

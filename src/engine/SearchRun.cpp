@@ -26,8 +26,9 @@ void SearchRun::runSearch() {
     FileList groups;
     for (const FilePtr& file : settings.fileList) {
         if (file->duplicates.empty()) continue;
-        file->duplicates.insert(file->duplicates.begin(),
-                                DuplicateFile(file->path, tools.creationDateText(file->path).value_or("")));
+        DuplicateFile head(file->path, tools.creationDateText(file->path).value_or(""));
+        head.stamp = file->stamp;
+        file->duplicates.insert(file->duplicates.begin(), std::move(head));
         groups.push_back(file);
     }
     // A cancel that comes after the engine has returned would otherwise close nothing: the

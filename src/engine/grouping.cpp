@@ -68,8 +68,9 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
             }
             if (copy) {
                 candidate.wasFound = true;
-                head.duplicates.emplace_back(candidate.path,
-                                             creationDateText(candidate.path).value_or(""));
+                DuplicateFile& member = head.duplicates.emplace_back(
+                    candidate.path, creationDateText(candidate.path).value_or(""));
+                member.stamp = candidate.stamp;
             }
         }
     }
@@ -78,9 +79,38 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
 }
 
 bool FileTools::sameDigest(File& a, File& b) {
-    if (a.MD5Hash.empty()) a.MD5Hash = md5HashOfFile(a.path);
-    if (b.MD5Hash.empty()) b.MD5Hash = md5HashOfFile(b.path);
+    if (a.MD5Hash.empty()) a.MD5Hash = digestOfScannedFile(a);
+    if (b.MD5Hash.empty()) b.MD5Hash = digestOfScannedFile(b);
     return a.MD5Hash == b.MD5Hash;
+}
+
+std::string FileTools::digestOfScannedFile(const File& file) {
+    std::uint64_t bytes = 0;
+    auto digest = platform::md5OfFile(file.path, &settingsManager.searchCanceledByUser, &bytes);
+    if (!digest) {
+        if (canceled()) return emptyDigest();  // the loop stops at its next check
+        platform::console("Ooops! Something went wrong: " + digest.error());
+        return emptyDigest();
+    }
+    if (bytes != file.stamp.size) {
+        platform::console(changedSinceScanLine(file));
+        return changedSinceScanDigest(file);
+    }
+    return platform::base64(*digest);
+}
+
+// A file that changed size between the walk and its reading is not the file that was scanned:
+// whatever it holds now, it is grouped with nothing. Its digest text is one that no other file
+// can have (a real digest text never holds a colon, and paths are unique).
+std::string FileTools::changedSinceScanDigest(const File& file) { return "changed:" + file.path; }
+
+std::string FileTools::changedSinceScanLine(const File& file) {
+    return "Ooops! Something went wrong: \"" + file.path + "\": changed size since the scan";
+}
+
+const std::string& FileTools::emptyDigest() {
+    static const std::string digest = platform::base64(platform::md5OfBytes(nullptr, 0));
+    return digest;
 }
 
 bool FileTools::sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b) {
@@ -141,7 +171,7 @@ std::string FileTools::md5HashOfFile(const std::string& path) {
         // An unreadable file counts as zero bytes: it still groups with others of its size
         // that are unreadable too, as it always has.
         platform::console("Ooops! Something went wrong: " + digest.error());
-        return platform::base64(platform::md5OfBytes(nullptr, 0));
+        return emptyDigest();
     }
     return platform::base64(*digest);
 }

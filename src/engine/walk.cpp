@@ -177,6 +177,9 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
         if (!item) return;
         target = item->isLink ? platform::attributesAt(folder, name.c_str(), true, path) : item;
         if (!target) return;
+        // Pipes, sockets and devices are never files to compare: opening a pipe for reading
+        // would wait for a writer for ever.
+        if (!target->isFolder && !target->isRegular) return;
     }
     if (canceled()) {
         stack.back().stopped = true;
@@ -200,7 +203,10 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     // One file-system object is one file: the first path that passes every filter lists it,
     // so hard links and links to a listed file never group with themselves.
     if (!listedObjects_.insert({target->device, target->inode}).second) return;
-    fileList.push_back(std::make_shared<File>(std::move(path), std::move(ext), size));
+    auto file = std::make_shared<File>(std::move(path), std::move(ext), size);
+    file->stamp = {static_cast<std::uint64_t>(target->device), static_cast<std::uint64_t>(target->inode),
+                   target->size, target->modifiedNanoseconds, target->isFolder};
+    fileList.push_back(std::move(file));
 }
 
 void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,

@@ -17,9 +17,15 @@ using Md5Digest = std::array<std::uint8_t, 16>;
 // so a named pipe can never block the search.
 // With a cancel flag, the read stops between chunks once it is set (the result is then a
 // failure), so a cancel takes effect even in the middle of a very large file.
-Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled = nullptr);
-// Up to maxBytes from the start of a regular file (fewer when the file is shorter).
-Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes);
+// bytesRead, when given, receives the number of bytes the digest covers.
+Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled = nullptr,
+                            std::uint64_t* bytesRead = nullptr);
+// True when both files hold the same bytes, read side by side in chunks.
+Result<bool> sameBytes(const std::string& first, const std::string& second);
+// Up to maxBytes from the start of a regular file (fewer when the file is shorter); fileSize,
+// when given, receives the file's size at that moment.
+Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes,
+                               std::uint64_t* fileSize = nullptr);
 Md5Digest md5OfBytes(const void* data, std::size_t length);
 
 // Standard base64 with "=" fill, no line breaks: 24 characters for a digest.

@@ -2,8 +2,12 @@
 // gives: the same groups, heads, member order, progress and console lines.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <random>
 
 #include "support/EngineHarness.h"
@@ -82,6 +86,74 @@ TEST(Equivalence, unreadableFilesAreReportedInTheSameOrder) {
         return reference.console.size() == 2 && fast.groups == reference.groups &&
                fast.console == reference.console && fast.progress == reference.progress;
     }));
+}
+
+TEST(HostileTrees, aFileThatChangesSizeAfterTheWalkIsGroupedWithNothing) {
+    for (unsigned threads : {0u, 2u}) {
+        testing::TempTree tree;
+        for (const char* name : {"a", "b", "c"}) tree.createFilled(name, 30000, 'x');
+        testing::ConsoleCollector console;
+        testing::EngineHarness engine;
+        engine.onPost = [&](std::size_t) {
+            // Once the walk has listed all three, b grows before anything is read.
+            if (engine.posted.back().totalFiles == 3 && std::filesystem::file_size(tree.path("b")) == 30000) {
+                tree.createFilled("b", 30001, 'x');
+            }
+        };
+        FileTools tools = engine.tools();
+        tools.hashThreads = threads;
+        const FileList result = tools.findDuplicates({tree.root()}, 0, UINT64_MAX, true, {});
+        ASSERT_EQ(result.size(), 2u) << threads << " threads";
+        EXPECT_EQ(result[0]->path, tree.path("c"));
+        ASSERT_EQ(result[0]->duplicates.size(), 1u);
+        EXPECT_EQ(result[0]->duplicates[0].path, tree.path("a"));
+        ASSERT_EQ(console.lines().size(), 1u);
+        EXPECT_NE(console.lines()[0].find("changed size since the scan"), std::string::npos);
+    }
+}
+
+TEST(HostileTrees, specialFilesAreNeverListedOrOpened) {
+    testing::TempTree tree;
+    tree.createFolder("d");
+    ASSERT_EQ(::mkfifo(tree.path("d/pipe1").c_str(), 0644), 0);
+    ASSERT_EQ(::mkfifo(tree.path("d/pipe2").c_str(), 0644), 0);
+    tree.createSymlink("d/link-to-pipe", tree.path("d/pipe1"));
+    tree.createFile("d/regular", "");
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    tools.scanFolders({tree.path("d")}, 0, UINT64_MAX, true, {});
+    EXPECT_EQ(testing::relativePaths(tools.fileList, tree.root()), std::vector<std::string>{"d/regular"});
+}
+
+TEST(HostileTrees, pathsLongerThanTheSystemLimitAreFoundAndGrouped) {
+    testing::TempTree tree;
+    tree.createFilled("top.bin", 5000, 'd');
+    // 300 levels of 20-character names: about 6,300 bytes, past PATH_MAX.
+    std::string relative;
+    int folder = ::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY);
+    for (int level = 0; level < 300; ++level) {
+        const std::string name = "folder-with-long-nm" + std::to_string(level % 10);
+        ASSERT_EQ(::mkdirat(folder, name.c_str(), 0755), 0);
+        const int next = ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
+        ::close(folder);
+        folder = next;
+        relative += name + "/";
+    }
+    const int file = ::openat(folder, "deep.bin", O_WRONLY | O_CREAT, 0644);
+    ASSERT_EQ(::write(file, std::string(5000, 'd').data(), 5000), 5000);
+    ::close(file);
+    ::close(folder);
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    const FileList result = tools.findDuplicates({tree.root()}, 0, UINT64_MAX, true, {});
+    ASSERT_EQ(result.size(), 1u);
+    ASSERT_EQ(result[0]->duplicates.size(), 1u);
+    const std::string deep = result[0]->path.size() > result[0]->duplicates[0].path.size()
+                                 ? result[0]->path
+                                 : result[0]->duplicates[0].path;
+    EXPECT_EQ(deep, tree.path(relative + "deep.bin"));
+    EXPECT_GT(deep.size(), static_cast<std::size_t>(PATH_MAX));
+    EXPECT_EQ(result[0]->duplicates[0].date.size(), 17u) << "dated through its folder";
 }
 
 }  // namespace

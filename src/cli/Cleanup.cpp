@@ -9,6 +9,7 @@
 #include "results/Cleaning.h"
 #include "results/CustomSettingsText.h"
 #include "results/KeepSelection.h"
+#include "platform/UserDefaults.h"
 
 namespace kelvora::cli {
 
@@ -78,15 +79,16 @@ int runCleaning(const CliOptions& options, SettingsManager& settings, std::istre
         return 0;
     }
     const FileList shown = settings.duplicateFileList;
-    const CleanReport report = cleanSelectedCopies(settings, shown, alerts);
+    const platform::UserDefaults userDefaults;
+    const CleanReport report = cleanSelectedCopies(settings, shown, alerts, cleaningSafetyFrom(userDefaults));
     if (report.outcome != CleanOutcome::Cleaned) {
         if (report.outcome == CleanOutcome::Declined) out << "Nothing was removed.\n";
         return 0;
     }
     out << "Duplicate files cleaned successfully. " << report.removed.size() << " removed.\n";
-    if (report.failed.empty()) return 0;
-    out << report.failed.size() << " could not be removed and stayed where they were:\n";
-    for (const std::string& path : report.failed) out << "  " << path << '\n';
+    const std::string stayed = stayedText(report);
+    if (stayed.empty()) return 0;
+    out << stayed << '\n';
     return 1;
 }
 

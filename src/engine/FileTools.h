@@ -27,6 +27,12 @@ inline constexpr const char* kCheckedFiles = "checkedFiles";
 // From this size on, files of equal size are taken as identical without being read.
 inline constexpr std::uint64_t kHashThreshold = 104857600;
 
+inline FileStamp stampOf(const platform::Attributes& attributes) {
+    return {static_cast<std::uint64_t>(attributes.device),
+            static_cast<std::uint64_t>(attributes.inode), attributes.size,
+            attributes.modifiedNanoseconds, attributes.isFolder};
+}
+
 class FileTools {
 public:
     explicit FileTools(SettingsManager& settings = SettingsManager::shared(),
@@ -72,6 +78,9 @@ public:
     std::optional<Date> modificationDay(const DuplicateFile& member) const;
     std::optional<Date> attributeDay(const DuplicateFile& member,
                                      platform::DateAttribute attribute) const;
+
+    // What is at the path now, links followed, in the terms the walk recorded it.
+    static platform::Result<FileStamp> currentStamp(const std::string& path);
 
     // Removal (file_ops.cpp). A failure prints an "Error:  " line; true when the item is gone.
     bool trashFile(const std::string& path) const;

@@ -7,6 +7,12 @@
 
 namespace kelvora {
 
+platform::Result<FileStamp> FileTools::currentStamp(const std::string& path) {
+    const auto now = platform::followedAttributes(path);
+    if (!now) return platform::Result<FileStamp>::failure(now.error());
+    return stampOf(*now);
+}
+
 std::string FileTools::sizeText(std::uint64_t bytes) const { return kelvora::sizeText(bytes); }
 
 std::optional<std::string> FileTools::attributeDateText(const std::string& path,

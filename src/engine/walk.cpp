@@ -204,8 +204,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     // so hard links and links to a listed file never group with themselves.
     if (!listedObjects_.insert({target->device, target->inode}).second) return;
     auto file = std::make_shared<File>(std::move(path), std::move(ext), size);
-    file->stamp = {static_cast<std::uint64_t>(target->device), static_cast<std::uint64_t>(target->inode),
-                   target->size, target->modifiedNanoseconds, target->isFolder};
+    file->stamp = stampOf(*target);
     fileList.push_back(std::move(file));
 }
 

@@ -2,9 +2,12 @@
 #include "results/Cleaning.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_set>
 
 #include "engine/FileTools.h"
+#include "platform/Console.h"
+#include "platform/Md5.h"
 
 namespace kelvora {
 
@@ -25,6 +28,41 @@ bool anyWholeGroupSelected(const FileList& groups) {
         return !group->duplicates.empty() &&
                std::all_of(group->duplicates.begin(), group->duplicates.end(), selected);
     });
+}
+
+// Whether the copy on disk is still the one the search saw. A record without a stamp cannot
+// be checked, so it never counts as unchanged.
+std::optional<std::string> changedSinceSearch(const DuplicateFile& member) {
+    if (member.stamp == FileStamp{}) return "it was not scanned by this search";
+    const auto now = FileTools::currentStamp(member.path);
+    if (!now) return "it can no longer be read: " + now.error();
+    const FileStamp& then = member.stamp;
+    const bool same = now->device == then.device && now->inode == then.inode &&
+                      (then.folder || (now->size == then.size && now->modified == then.modified));
+    if (!same) return "it changed since the search";
+    return std::nullopt;
+}
+
+// Why the selected member must stay, or nothing when it may go.
+std::optional<std::string> reasonToKeep(const File& group, const std::vector<DuplicateFile>& members,
+                                        const DuplicateFile& member, const CleaningSafety& safety) {
+    if (auto changed = changedSinceSearch(member)) return changed;
+    std::vector<const DuplicateFile*> staying;
+    for (const DuplicateFile& other : members) {
+        if (!selected(other) && other.path != member.path) staying.push_back(&other);
+    }
+    // The user chose to remove the whole group and confirmed it: nothing is meant to stay.
+    if (staying.empty()) return std::nullopt;
+    const auto unchanged = std::find_if(staying.begin(), staying.end(), [](const DuplicateFile* other) {
+        return !changedSinceSearch(*other).has_value();
+    });
+    if (unchanged == staying.end()) return "no copy of it that stays is still there unchanged";
+    if (group.size >= kHashThreshold && safety.compareSizeOnlyGroups && !member.stamp.folder) {
+        const auto same = platform::sameBytes(member.path, (*unchanged)->path);
+        if (!same) return "it could not be compared with \"" + (*unchanged)->path + "\": " + same.error();
+        if (!*same) return "its contents differ from \"" + (*unchanged)->path + "\", which stays";
+    }
+    return std::nullopt;
 }
 
 bool askYesNo(Alerts& alerts, const char* question) {
@@ -56,7 +94,8 @@ CleanOutcome confirmCleaning(const SettingsManager& settings, const FileList& sh
     return CleanOutcome::Confirmed;
 }
 
-CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& shown) {
+CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& shown,
+                                 const CleaningSafety& safety) {
     CleanReport report;
     report.outcome = CleanOutcome::Cleaned;
     const FileTools tools(settings);
@@ -68,6 +107,11 @@ CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& show
         const std::vector<DuplicateFile> members = group->duplicates;
         for (const DuplicateFile& member : members) {
             if (!selected(member)) continue;
+            if (auto reason = reasonToKeep(*group, members, member, safety)) {
+                platform::console("Kept \"" + member.path + "\": " + *reason);
+                report.kept.push_back({member.path, std::move(*reason)});
+                continue;
+            }
             const bool gone =
                 settings.moveToTrash ? tools.trashFile(member.path) : tools.removeFile(member.path);
             (gone ? report.removed : report.failed).push_back(member.path);
@@ -81,10 +125,25 @@ CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& show
     return report;
 }
 
-CleanReport cleanSelectedCopies(SettingsManager& settings, const FileList& shown, Alerts& alerts) {
+CleanReport cleanSelectedCopies(SettingsManager& settings, const FileList& shown, Alerts& alerts,
+                                const CleaningSafety& safety) {
     const CleanOutcome outcome = confirmCleaning(settings, shown, alerts);
-    if (outcome != CleanOutcome::Confirmed) return {outcome, {}, {}};
-    return removeSelectedCopies(settings, shown);
+    if (outcome != CleanOutcome::Confirmed) return {outcome, {}, {}, {}};
+    return removeSelectedCopies(settings, shown, safety);
+}
+
+CleaningSafety cleaningSafetyFrom(const platform::UserDefaults& userDefaults) {
+    CleaningSafety safety;
+    safety.compareSizeOnlyGroups = userDefaults.stringForKey(kCompareLargeCopies) != "No";
+    return safety;
+}
+
+std::string stayedText(const CleanReport& report) {
+    if (report.kept.empty() && report.failed.empty()) return {};
+    std::string text = "These copies were not removed:";
+    for (const KeptCopy& copy : report.kept) text += "\n" + copy.path + ": " + copy.reason + ".";
+    for (const std::string& path : report.failed) text += "\n" + path + ": it could not be removed.";
+    return text;
 }
 
 void askForRating(Alerts& alerts, platform::UserDefaults& userDefaults,

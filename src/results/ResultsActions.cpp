@@ -91,12 +91,15 @@ CleanReport ResultsModel::OnClean() {
     // The questions ran the event loop, which may have started another step meanwhile; it must
     // be done before members leave their groups.
     settleBackgroundStep();
-    report = removeSelectedCopies(settingsManager, fileList);
+    report = removeSelectedCopies(settingsManager, fileList, cleaningSafetyFrom(services_.userDefaults));
 
     firstUpdate = true;
     view_.selectGroupRow(0);
     UpdateResults();
     services_.alerts.runModal({"Duplicate files cleaned successfully. ", {"OK"}});
+    if (const std::string stayed = stayedText(report); !stayed.empty()) {
+        services_.alerts.runModal({stayed, {"OK"}});
+    }
     askForRating(services_.alerts, services_.userDefaults, services_.openStorePage,
                  rateMessageShown);
     if (settingsManager.duplicateFileList.empty()) view_.closeWindow();

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "ResultsHarness.h"
+#include "engine/FileTools.h"
 #include "support/TempTree.h"
 
 namespace kelvora {
@@ -28,7 +29,9 @@ FilePtr groupOf(TempTree& tree, const std::vector<std::string>& names) {
     std::vector<std::string> paths;
     for (const std::string& name : names) paths.push_back(tree.createFile(name, "same"));
     auto group = std::make_shared<File>(paths[0], pathExtension(paths[0]), 4);
-    for (const std::string& path : paths) group->duplicates.emplace_back(path, "20-01-01 10:00:00");
+    for (const std::string& path : paths) {
+        group->duplicates.emplace_back(path, "20-01-01 10:00:00").stamp = *FileTools::currentStamp(path);
+    }
     return group;
 }
 
@@ -117,21 +120,77 @@ TEST_F(Cleaning, answeringNoRemovesNothingAndHiddenGroupsAreNotCleaned) {
 }
 
 TEST_F(Cleaning, failedRemovalsAreReportedAndTheWindowClosesWhenNothingIsLeft) {
+    // No trash can be made: a plain file stands where the trash folder belongs.
+    const fs::path trash = fs::path(std::getenv("XDG_DATA_HOME")) / "Trash";
+    const fs::path aside = trash.string() + ".aside";
+    fs::create_directories(trash.parent_path());
+    if (fs::exists(trash)) fs::rename(trash, aside);
+    std::ofstream(trash) << "not a folder";
+    ASSERT_TRUE(fs::is_regular_file(trash));
     results.settings.duplicateFileList = {two};
-    results.settings.moveToTrash = false;
     results.open();
-    fs::remove(two->duplicates[1].path);
     toggle(0, 1);
+    testing::ConsoleCollector console;
+    const CleanReport report = results.model->OnClean();
+    results.runQueues();
+    fs::remove_all(trash);
+    if (fs::exists(aside)) fs::rename(aside, trash);
+
+    EXPECT_EQ(report.failed, std::vector<std::string>{tree.path("b/two.txt")});
+    EXPECT_TRUE(fs::exists(tree.path("b/two.txt"))) << "never deleted instead";
+    EXPECT_TRUE(console.anyStartsWith("Error:  "));
+    EXPECT_TRUE(results.settings.duplicateFileList.empty());
+    ASSERT_EQ(texts(results.alerts).size(), 2u);
+    EXPECT_EQ(texts(results.alerts)[0], kCleaned);
+    EXPECT_EQ(texts(results.alerts)[1],
+              "These copies were not removed:\n" + tree.path("b/two.txt") + ": it could not be removed.");
+    EXPECT_TRUE(results.view.closed);
+}
+
+TEST_F(Cleaning, aCopyIsRemovedOnlyWhileItAndACopyThatStaysAreWhatTheSearchSaw) {
+    results.settings.duplicateFileList = {three, two, songs};
+    results.open();
+    toggle(0, 1);  // three: b/one.txt goes, but it was rewritten since the search
+    toggle(1, 1);  // two: b/two.txt goes, but the copy that stays has vanished
+    toggle(2, 1);  // songs: every copy goes, as the user chose; nothing is meant to stay
+    toggle(2, 0);
+    tree.createFile("b/one.txt", "SAME");
+    fs::remove(tree.path("a/two.txt"));
     results.alerts.answer(kFirstButton);
     testing::ConsoleCollector console;
     const CleanReport report = results.model->OnClean();
     results.runQueues();
 
-    EXPECT_EQ(report.failed, std::vector<std::string>{tree.path("b/two.txt")});
-    EXPECT_TRUE(console.anyStartsWith("Error:  "));
-    EXPECT_TRUE(results.settings.duplicateFileList.empty());
-    EXPECT_EQ(texts(results.alerts), (std::vector<std::string>{kPermanent, kCleaned}));
-    EXPECT_TRUE(results.view.closed);
+    EXPECT_EQ(report.removed, (std::vector<std::string>{tree.path("a/song.mp3"), tree.path("b/song.mp3")}));
+    ASSERT_EQ(report.kept.size(), 2u);
+    EXPECT_EQ(report.kept[0], (KeptCopy{tree.path("b/one.txt"), "it changed since the search"}));
+    EXPECT_EQ(report.kept[1],
+              (KeptCopy{tree.path("b/two.txt"), "no copy of it that stays is still there unchanged"}));
+    EXPECT_TRUE(fs::exists(tree.path("b/one.txt")) && fs::exists(tree.path("b/two.txt")));
+    EXPECT_EQ(three->duplicates.size(), 3u) << "a copy kept back stays in its group";
+    EXPECT_TRUE(console.anyStartsWith("Kept \"" + tree.path("b/one.txt")));
+}
+
+TEST(CleaningLargeCopies, sizeOnlyGroupsAreComparedByteForByteBeforeACopyGoes) {
+    TempTree tree;
+    std::vector<std::string> paths;
+    for (char marker : {'a', 'a', 'b'}) {
+        paths.push_back(tree.createSparse("big" + std::to_string(paths.size()), kHashThreshold, 7, marker));
+    }
+    auto group = std::make_shared<File>(paths[0], "", kHashThreshold);
+    for (const std::string& path : paths) {
+        DuplicateFile& member = group->duplicates.emplace_back(path, "");
+        member.stamp = *FileTools::currentStamp(path);
+        member.checkState = path == paths[0] ? 0 : 1;
+    }
+    SettingsManager settings;
+    settings.moveToTrash = false;
+    settings.duplicateFileList = {group};
+    const CleanReport report = removeSelectedCopies(settings, {group});
+    EXPECT_EQ(report.removed, std::vector<std::string>{paths[1]});
+    ASSERT_EQ(report.kept.size(), 1u);
+    EXPECT_EQ(report.kept[0].reason, "its contents differ from \"" + paths[0] + "\", which stays");
+    EXPECT_TRUE(fs::exists(paths[2]));
 }
 
 TEST_F(Cleaning, aCleaningActsOnTheKeepOptionStillBeingApplied) {

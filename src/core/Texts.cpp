@@ -80,6 +80,10 @@ std::optional<Date> parseDate(std::string_view text, std::string_view pattern) {
     // The whole text must be a date, not just its beginning.
     if (position.getErrorIndex() >= 0 || position.getIndex() != input.length()) return std::nullopt;
     using namespace std::chrono;
+    // A date the clock cannot hold (beyond about 1678 to 2262 in nanoseconds) is not a date
+    // any file or rule can mean.
+    const auto limit = duration_cast<milliseconds>(Date::duration::max()).count() - 1;
+    if (!(parsed > -static_cast<UDate>(limit) && parsed < static_cast<UDate>(limit))) return std::nullopt;
     return Date(duration_cast<Date::duration>(milliseconds(static_cast<std::int64_t>(parsed))));
 }
 

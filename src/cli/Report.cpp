@@ -95,7 +95,7 @@ void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& group
             << ", \"ext\": " << jsonString(group->ext)
             << ", \"category\": " << static_cast<int>(categoryForExtension(group->ext))
             << ", \"sizeOnly\": " << (sizeOnly ? "true" : "false")
-            << ", \"md5\": " << jsonString(group->MD5Hash) << ", \"members\": [";
+            << ", \"md5\": " << jsonString(group->MD5Hash.view()) << ", \"members\": [";
         const char* memberSeparator = "";
         for (const DuplicateFile& member : group->duplicates) {
             out << memberSeparator << "\n    {\"path\": " << jsonString(member.path)

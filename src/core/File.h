@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/DigestText.h"
 #include "core/RuleText.h"
 
 namespace kelvora {
@@ -54,12 +55,16 @@ public:
     std::string ext;
     std::uint64_t size = 0;
     std::vector<DuplicateFile> duplicates;
-    bool wasFound = false;
     std::int64_t keepOption = KeepNone;
     RuleText customSettings;
-    std::string MD5Hash;
     FileStamp stamp;  // set by the walk
+    bool wasFound = false;
+    // Empty until computed. A file that changed size since the walk gets kChangedSinceScan,
+    // which no comparison takes as equal to anything.
+    DigestText MD5Hash;
 };
+
+inline constexpr std::string_view kChangedSinceScan = "changed since the scan";
 
 // Records are shared by reference between the engine, the shared settings and the results.
 using FilePtr = std::shared_ptr<File>;

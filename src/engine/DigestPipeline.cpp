@@ -71,7 +71,7 @@ void DigestPipeline::settle(const Run& run) {
             continue;
         }
         if (sizeNow != file.stamp.size || (readWhole && read->size() != file.stamp.size)) {
-            file.MD5Hash = FileTools::changedSinceScanDigest(file);
+            file.MD5Hash = kChangedSinceScan;
             note(i, FileTools::changedSinceScanLine(file));
             continue;
         }
@@ -102,7 +102,7 @@ void DigestPipeline::hashWhole(std::size_t index, File& file) {
         file.MD5Hash = FileTools::emptyDigest();
         if (!canceled_.load()) note(index, "Ooops! Something went wrong: " + digest.error());
     } else if (bytes != file.stamp.size) {
-        file.MD5Hash = FileTools::changedSinceScanDigest(file);
+        file.MD5Hash = kChangedSinceScan;
         note(index, FileTools::changedSinceScanLine(file));
     } else {
         file.MD5Hash = platform::base64(*digest);

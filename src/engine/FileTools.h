@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "core/File.h"
 #include "core/FileCategory.h"
 #include "core/SettingsManager.h"
+#include "engine/IdentitySet.h"
 #include "platform/FileSystem.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
@@ -55,8 +55,7 @@ public:
     std::string md5HashOfFile(const std::string& path);
     // The digest text of no bytes, which unreadable files get too.
     static const std::string& emptyDigest();
-    // The digest text and the console line of a file that changed size since the walk.
-    static std::string changedSinceScanDigest(const File& file);
+    // The console line of a file that changed size since the walk.
     static std::string changedSinceScanLine(const File& file);
 
     // Texts (file_ops.cpp).
@@ -100,18 +99,7 @@ public:
     static unsigned defaultHashThreads();
 
 private:
-    struct FileId {
-        dev_t device;
-        ino_t inode;
-        bool operator==(const FileId&) const = default;
-    };
-    struct FileIdHash {
-        std::size_t operator()(const FileId& id) const {
-            return std::hash<std::uint64_t>()(static_cast<std::uint64_t>(id.inode) * 1000003u ^
-                                              static_cast<std::uint64_t>(id.device));
-        }
-    };
-    using FileIdSet = std::unordered_set<FileId, FileIdHash>;
+    using FileIdSet = IdentitySet;
 
     struct WalkFrame;
     bool canceled() const { return settingsManager.searchCanceledByUser.load(); }

@@ -81,7 +81,7 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
 bool FileTools::sameDigest(File& a, File& b) {
     if (a.MD5Hash.empty()) a.MD5Hash = digestOfScannedFile(a);
     if (b.MD5Hash.empty()) b.MD5Hash = digestOfScannedFile(b);
-    return a.MD5Hash == b.MD5Hash;
+    return a.MD5Hash == b.MD5Hash && a.MD5Hash != kChangedSinceScan;
 }
 
 std::string FileTools::digestOfScannedFile(const File& file) {
@@ -94,16 +94,13 @@ std::string FileTools::digestOfScannedFile(const File& file) {
     }
     if (bytes != file.stamp.size) {
         platform::console(changedSinceScanLine(file));
-        return changedSinceScanDigest(file);
+        return std::string(kChangedSinceScan);
     }
     return platform::base64(*digest);
 }
 
 // A file that changed size between the walk and its reading is not the file that was scanned:
-// whatever it holds now, it is grouped with nothing. Its digest text is one that no other file
-// can have (a real digest text never holds a colon, and paths are unique).
-std::string FileTools::changedSinceScanDigest(const File& file) { return "changed:" + file.path; }
-
+// whatever it holds now, it is grouped with nothing.
 std::string FileTools::changedSinceScanLine(const File& file) {
     return "Ooops! Something went wrong: \"" + file.path + "\": changed size since the scan";
 }
@@ -121,7 +118,7 @@ bool FileTools::sameContents(DigestPipeline& pipeline, std::size_t a, std::size_
         if (!line.empty()) platform::console(line);
     }
     if (pipeline.isDistinct(a) || pipeline.isDistinct(b)) return false;
-    return fileList[a]->MD5Hash == fileList[b]->MD5Hash;
+    return fileList[a]->MD5Hash == fileList[b]->MD5Hash && fileList[a]->MD5Hash != kChangedSinceScan;
 }
 
 unsigned FileTools::defaultHashThreads() {

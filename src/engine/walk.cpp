@@ -62,7 +62,7 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     }
     // A folder reached a second time (a link loop, or two chosen folders naming the same
     // place) lists nothing: its files are already in, or on their way.
-    if (!walkedFolders_.insert({folder->device, folder->inode}).second) return true;
+    if (!walkedFolders_.insert(folder->device, folder->inode)) return true;
     auto entries = platform::listFolderAt(fd.get(), path);
     if (!entries) {
         platform::console("Ooops! Something went wrong: " + entries.error());
@@ -202,7 +202,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     if (size < minimumSize || size > maximumSize) return;
     // One file-system object is one file: the first path that passes every filter lists it,
     // so hard links and links to a listed file never group with themselves.
-    if (!listedObjects_.insert({target->device, target->inode}).second) return;
+    if (!listedObjects_.insert(target->device, target->inode)) return;
     auto file = std::make_shared<File>(std::move(path), std::move(ext), size);
     file->stamp = stampOf(*target);
     fileList.push_back(std::move(file));
@@ -226,7 +226,7 @@ std::uint64_t FileTools::packageSize(const std::string& path) {
     std::uint64_t sum = 0;
     FileIdSet visited;
     if (const auto root = platform::followedAttributes(path)) {
-        visited.insert({root->device, root->inode});
+        visited.insert(root->device, root->inode);
     }
     std::vector<std::string> folders{path};
     while (!folders.empty()) {
@@ -244,7 +244,7 @@ std::uint64_t FileTools::packageSize(const std::string& path) {
             if (!target) continue;
             if (target->isFolder) {
                 // A link loop inside a package would otherwise be summed for ever.
-                if (visited.insert({target->device, target->inode}).second) {
+                if (visited.insert(target->device, target->inode)) {
                     folders.push_back(entry);
                 }
                 continue;

@@ -7,6 +7,7 @@ another file, and some files share a size but not their contents, so that every 
 a duplicate finder (size, prefix, full digest) has work to do.
 """
 import argparse
+import math
 import os
 import random
 
@@ -19,6 +20,8 @@ def main():
     parser.add_argument("--copy-share", type=float, default=0.15)
     parser.add_argument("--same-size-share", type=float, default=0.05)
     parser.add_argument("--per-folder", type=int, default=40)
+    parser.add_argument("--size-range", type=int, nargs=2, metavar=("MIN", "MAX"),
+                        help="sizes log-uniform between MIN and MAX bytes instead of the default mix")
     args = parser.parse_args()
 
     rng = random.Random(args.seed)
@@ -26,6 +29,9 @@ def main():
     os.makedirs(args.folder, exist_ok=True)
 
     def size_of():
+        if args.size_range:
+            low, high = args.size_range
+            return int(2 ** rng.uniform(math.log2(low), math.log2(high)))
         # Log-uniform from 512 B to 32 KiB, with a tail of 3% up to 1 MiB: about 17 KiB on
         # average, like a folder of documents, pictures and songs.
         return int(2 ** rng.uniform(9, 15)) if rng.random() < 0.97 else int(2 ** rng.uniform(15, 20))

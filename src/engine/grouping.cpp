@@ -137,12 +137,50 @@ FileList FileTools::buildResult() {
     return result;
 }
 
+namespace {
+
+// True when sizes never grow from low to high.
+bool nonIncreasing(const FileList& list, std::int64_t low, std::int64_t high) {
+    for (std::int64_t k = low; k < high; ++k) {
+        if (list[k]->size < list[k + 1]->size) return false;
+    }
+    return true;
+}
+
+bool strictlyIncreasing(const FileList& list, std::int64_t low, std::int64_t high) {
+    for (std::int64_t k = low; k < high; ++k) {
+        if (list[k]->size >= list[k + 1]->size) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
 void FileTools::sortBySizeDescending(FileList& list, std::int64_t low, std::int64_t high) {
     // The two parts of a partition never touch each other, so sorting the smaller one first
     // by recursion and the larger one by the loop gives the same order as the left-first
     // quicksort while the stack stays logarithmic in the list's length.
+    //
+    // The quicksort takes quadratic time where each partition splits off a single file: a
+    // part already in descending order (a long run of equal sizes is one) or in strictly
+    // ascending order. Its result there is known without running it: on a part that never
+    // grows, each run of equal sizes ends up with its last file first and the others after it
+    // in their order; a strictly ascending part ends up reversed.
     while (low < high) {
         if (canceled()) return;
+        if (nonIncreasing(list, low, high)) {
+            for (std::int64_t begin = low; begin <= high;) {
+                std::int64_t end = begin;
+                while (end < high && list[end + 1]->size == list[begin]->size) ++end;
+                std::rotate(list.begin() + begin, list.begin() + end, list.begin() + end + 1);
+                begin = end + 1;
+            }
+            return;
+        }
+        if (strictlyIncreasing(list, low, high)) {
+            std::reverse(list.begin() + low, list.begin() + high + 1);
+            return;
+        }
         const std::uint64_t pivot = list[high]->size;
         std::int64_t s = low;
         for (std::int64_t k = low; k < high; ++k) {

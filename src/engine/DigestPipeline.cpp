@@ -22,7 +22,7 @@ constexpr std::size_t kPrefix = 4 * 1024;
 
 DigestPipeline::DigestPipeline(const FileList& list, const std::atomic<bool>& canceled,
                                unsigned threads)
-    : list_(list), canceled_(canceled), distinct_(list.size(), false) {
+    : list_(list), canceled_(canceled), distinct_(list.size(), 0) {
     for (std::size_t begin = 0; begin < list.size();) {
         std::size_t end = begin + 1;
         while (end < list.size() && list[end]->size == list[begin]->size) ++end;
@@ -87,7 +87,7 @@ void DigestPipeline::settle(const Run& run) {
         File& file = *list_[i];
         if (!file.MD5Hash.empty()) continue;
         if (counts[signatures[i - run.begin]] < 2) {
-            distinct_[i] = true;
+            distinct_[i] = 1;
             continue;
         }
         if (canceled_.load()) return;

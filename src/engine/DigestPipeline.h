@@ -29,7 +29,7 @@ public:
     bool waitFor(std::size_t index);
     // A file whose first bytes differ from those of every other file of its size cannot be
     // a copy of any of them; it is never read whole and its MD5Hash stays empty.
-    bool isDistinct(std::size_t index) const { return distinct_[index]; }
+    bool isDistinct(std::size_t index) const { return distinct_[index] != 0; }
     // The console line the one-by-one search would print when it first hashes this file.
     std::string takeError(std::size_t index);
 
@@ -47,7 +47,7 @@ private:
     const FileList& list_;
     const std::atomic<bool>& canceled_;
     std::vector<Run> runs_;
-    std::vector<bool> distinct_;
+    std::vector<std::uint8_t> distinct_;  // bytes, not bits: workers write neighbouring entries
     std::vector<char> settled_;  // per run
     std::unordered_map<std::size_t, std::string> errors_;
     std::atomic<std::size_t> nextRun_{0};

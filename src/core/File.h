@@ -28,7 +28,6 @@ struct FileStamp {
     std::uint64_t inode = 0;
     std::uint64_t size = 0;
     std::int64_t modified = 0;  // nanoseconds since the epoch
-    bool folder = false;
     bool operator==(const FileStamp&) const = default;
 };
 

@@ -30,7 +30,7 @@ inline constexpr std::uint64_t kHashThreshold = 104857600;
 inline FileStamp stampOf(const platform::Attributes& attributes) {
     return {static_cast<std::uint64_t>(attributes.device),
             static_cast<std::uint64_t>(attributes.inode), attributes.size,
-            attributes.modifiedNanoseconds, attributes.isFolder};
+            attributes.modifiedNanoseconds};
 }
 
 class FileTools {

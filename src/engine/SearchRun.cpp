@@ -22,6 +22,8 @@ void SearchRun::runSearch() {
     settings.fileList =
         tools.findDuplicates(settings.listFolderPaths, settings.minimumFileSize,
                              settings.maximumFileSize, settings.ignorePackages, extensions);
+    // The engine's own list is done with; on a big search it is the largest thing left.
+    FileList().swap(tools.fileList);
 
     FileList groups;
     for (const FilePtr& file : settings.fileList) {

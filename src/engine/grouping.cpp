@@ -27,6 +27,9 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
                                    bool ignorePackages,
                                    const std::vector<std::string>& extensions) {
     scanFolders(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
+    // What the walk met is not needed past the walk.
+    listedObjects_ = {};
+    walkedFolders_ = {};
     if (canceled()) {
         postSearchThreadFinished();
         return {};

@@ -7,6 +7,7 @@
 
 #include "engine/FileTools.h"
 #include "platform/Console.h"
+#include "platform/FileSystem.h"
 #include "platform/Md5.h"
 
 namespace kelvora {
@@ -31,14 +32,16 @@ bool anyWholeGroupSelected(const FileList& groups) {
 }
 
 // Whether the copy on disk is still the one the search saw. A record without a stamp cannot
-// be checked, so it never counts as unchanged.
-std::optional<std::string> changedSinceSearch(const DuplicateFile& member) {
+// be checked, so it never counts as unchanged. A package folder is the same folder while its
+// device and inode are: its own size and time change with whatever is put inside.
+std::optional<std::string> changedSinceSearch(const DuplicateFile& member, bool* isFolder = nullptr) {
     if (member.stamp == FileStamp{}) return "it was not scanned by this search";
-    const auto now = FileTools::currentStamp(member.path);
+    const auto now = platform::followedAttributes(member.path);
     if (!now) return "it can no longer be read: " + now.error();
+    if (isFolder != nullptr) *isFolder = now->isFolder;
     const FileStamp& then = member.stamp;
     const bool same = now->device == then.device && now->inode == then.inode &&
-                      (then.folder || (now->size == then.size && now->modified == then.modified));
+                      (now->isFolder || (now->size == then.size && now->modifiedNanoseconds == then.modified));
     if (!same) return "it changed since the search";
     return std::nullopt;
 }
@@ -46,7 +49,8 @@ std::optional<std::string> changedSinceSearch(const DuplicateFile& member) {
 // Why the selected member must stay, or nothing when it may go.
 std::optional<std::string> reasonToKeep(const File& group, const std::vector<DuplicateFile>& members,
                                         const DuplicateFile& member, const CleaningSafety& safety) {
-    if (auto changed = changedSinceSearch(member)) return changed;
+    bool isFolder = false;
+    if (auto changed = changedSinceSearch(member, &isFolder)) return changed;
     std::vector<const DuplicateFile*> staying;
     for (const DuplicateFile& other : members) {
         if (!selected(other) && other.path != member.path) staying.push_back(&other);
@@ -57,7 +61,7 @@ std::optional<std::string> reasonToKeep(const File& group, const std::vector<Dup
         return !changedSinceSearch(*other).has_value();
     });
     if (unchanged == staying.end()) return "no copy of it that stays is still there unchanged";
-    if (group.size >= kHashThreshold && safety.compareSizeOnlyGroups && !member.stamp.folder) {
+    if (group.size >= kHashThreshold && safety.compareSizeOnlyGroups && !isFolder) {
         const auto same = platform::sameBytes(member.path, (*unchanged)->path);
         if (!same) return "it could not be compared with \"" + (*unchanged)->path + "\": " + same.error();
         if (!*same) return "its contents differ from \"" + (*unchanged)->path + "\", which stays";

@@ -1,11 +1,12 @@
 # The README's two commands. Each installs what is missing, builds, and runs.
-#   make run [FOLDER=/some/folder]   find the duplicates in a folder (default: your home)
+#   make run [FOLDER=/some/folder]   the desktop application (kelvora-cli where there is no display)
 #   make test                        build and run every test
 PRESET ?= dev
-FOLDER ?= $(HOME)
 JOBS ?= $(shell nproc)
+# The threaded tests: searches, cancels, hashing ahead, results updates and cleaning.
+THREADED_TESTS ?= SearchRun|Equivalence|HostileTrees|Queues|ResultsModel|KeepSelection|Cleaning|Grouping
 
-.PHONY: deps build run test release asan tsan clean
+.PHONY: deps build run cli test release asan tsan fuzz bench clean
 
 deps:
 	@scripts/install-deps
@@ -15,7 +16,10 @@ build: deps
 	cmake --build --preset $(PRESET) -j $(JOBS)
 
 run: build
-	build/$(PRESET)/src/kelvora-cli "$(FOLDER)"
+	build/$(PRESET)/src/ui/kelvora $(FOLDER)
+
+cli: build
+	build/$(PRESET)/src/kelvora-cli $(or $(FOLDER),$(HOME))
 
 test: build
 	ctest --preset $(PRESET) -j $(JOBS)
@@ -23,11 +27,21 @@ test: build
 release:
 	$(MAKE) build PRESET=release
 
+# Every test under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan:
 	$(MAKE) test PRESET=asan
 
-tsan:
-	$(MAKE) test PRESET=tsan
+# The threaded tests under ThreadSanitizer.
+tsan: deps
+	@test -f build/tsan/build.ninja || cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS) -R '$(THREADED_TESTS)'
+
+# A short run of each fuzz target (FUZZ_SECONDS each).
+FUZZ_SECONDS ?= 30
+fuzz:
+	@scripts/install-deps --fuzz
+	scripts/fuzz $(FUZZ_SECONDS)
 
 clean:
 	rm -rf build

@@ -1,0 +1,39 @@
+// The application shell: the addresses of the help pages and the store, the window actions
+// that every window shares (minimise, the two help pages), and the application's icon.
+#pragma once
+
+#include <QIcon>
+#include <QString>
+
+class QAction;
+class QWidget;
+
+namespace kelvora {
+
+inline constexpr const char* kHelpRemoveDuplicatesAddress =
+    "https://kelvora.app/help/remove-duplicates";
+inline constexpr const char* kHelpCustomSelectAddress = "https://kelvora.app/help/custom-select";
+inline constexpr const char* kStoreAddress = "https://kelvora.app/store";
+
+// Hands the address to the desktop's default handler (the browser) without waiting for it;
+// an address that does not make a URL does nothing.
+void OpenWebPage(const QString& address);
+
+// Minimises the window; nothing happens without one.
+void OnMinimize(QWidget* window);
+void OnRemoveDuplicatesFromMac();
+void OnCustomSelectDuplicates();
+
+// The shared actions, made children of the window and added to it so that their shortcuts
+// (Ctrl+M, F1) work in windows without a menu bar too.
+struct WindowActions {
+    QAction* minimize;
+    QAction* helpRemoveDuplicates;
+    QAction* helpCustomSelect;
+};
+WindowActions addWindowActions(QWidget& window);
+
+// Drawn rather than loaded, so that it needs no image plug-in and is sharp at every size.
+QIcon applicationIcon();
+
+}  // namespace kelvora

@@ -1,0 +1,83 @@
+// Folder rows and folder drops.
+#include "ui/FolderListModel.h"
+
+#include <algorithm>
+
+#include <QDir>
+#include <QFile>
+#include <QFileIconProvider>
+#include <QMimeData>
+#include <QUrl>
+
+#include "platform/FileSystem.h"
+
+namespace kelvora {
+
+namespace {
+
+// The local path of a dropped URL without a trailing separator, so that "/a/" and "/a" are one
+// folder; empty for anything that is not a local file.
+std::string droppedPath(const QUrl& url) {
+    if (!url.isLocalFile()) return {};
+    return QFile::encodeName(QDir::cleanPath(url.toLocalFile())).toStdString();
+}
+
+bool isFolder(const std::string& path) {
+    const auto attributes = platform::followedAttributes(path);
+    return attributes && attributes->isFolder;
+}
+
+}  // namespace
+
+FolderListModel::FolderListModel(std::vector<std::string>& folders, QObject* parent)
+    : StringListModel(folders, parent),
+      folderIcon_(QFileIconProvider().icon(QFileIconProvider::Folder)) {}
+
+QVariant FolderListModel::data(const QModelIndex& index, int role) const {
+    if (role == Qt::DecorationRole && checkIndex(index, CheckIndexOption::IndexIsValid))
+        return folderIcon_;
+    return StringListModel::data(index, role);
+}
+
+Qt::ItemFlags FolderListModel::flags(const QModelIndex& index) const {
+    // Rows take no drops, so the view offers the gap above or below a row instead.
+    if (!index.isValid()) return Qt::ItemIsDropEnabled;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
+}
+
+QStringList FolderListModel::mimeTypes() const {
+    return {QStringLiteral("text/uri-list")};
+}
+
+Qt::DropActions FolderListModel::supportedDropActions() const {
+    // Whatever the file manager proposes; the view answers every drop as a copy.
+    return Qt::CopyAction | Qt::MoveAction | Qt::LinkAction;
+}
+
+bool FolderListModel::canDropMimeData(const QMimeData* data, Qt::DropAction, int, int,
+                                      const QModelIndex& parent) const {
+    if (data == nullptr || parent.isValid()) return false;
+    const QList<QUrl> urls = data->urls();
+    return std::any_of(urls.begin(), urls.end(), [](const QUrl& url) {
+        const std::string path = droppedPath(url);
+        return !path.empty() && isFolder(path);
+    });
+}
+
+bool FolderListModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row,
+                                   int column, const QModelIndex& parent) {
+    if (!canDropMimeData(data, action, row, column, parent)) return false;
+    int insertAt = row < 0 ? rowCount() : std::min(row, rowCount());
+    for (const QUrl& url : data->urls()) {
+        const std::string path = droppedPath(url);
+        if (path.empty() || !isFolder(path)) continue;
+        if (std::find(rows_.begin(), rows_.end(), path) != rows_.end()) continue;
+        beginInsertRows({}, insertAt, insertAt);
+        rows_.insert(rows_.begin() + insertAt, path);
+        endInsertRows();
+        ++insertAt;
+    }
+    return true;
+}
+
+}  // namespace kelvora

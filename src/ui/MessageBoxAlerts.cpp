@@ -1,0 +1,73 @@
+// Alerts shown with QMessageBox.
+#include "ui/MessageBoxAlerts.h"
+
+#include <algorithm>
+#include <vector>
+
+#include <QApplication>
+#include <QGridLayout>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace kelvora {
+
+namespace {
+
+// The window the alert belongs to. Right after a modal window has closed no window may be
+// active yet, so the main window is the last resort.
+QWidget* alertParent() {
+    if (QWidget* modal = QApplication::activeModalWidget(); modal != nullptr && modal->isVisible())
+        return modal;
+    if (QWidget* active = QApplication::activeWindow(); active != nullptr) return active;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (qobject_cast<QMainWindow*>(widget) != nullptr && widget->isVisible()) return widget;
+    }
+    return nullptr;
+}
+
+// A mnemonic on the first letter (Alt+Y, Alt+N) without changing what the button says.
+QString withMnemonic(const std::string& title) {
+    QString text = QString::fromStdString(title);
+    text.replace(QLatin1Char('&'), QLatin1String("&&"));
+    return QLatin1Char('&') + text;
+}
+
+// A box with an empty message text sizes itself for the empty text, and wraps even a short
+// sentence after a word or two; the empty label would also leave a gap above the sentence.
+void giveRoomToRead(QMessageBox& box) {
+    if (auto* empty = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) empty->hide();
+    auto* grid = qobject_cast<QGridLayout*>(box.layout());
+    if (grid == nullptr) return;
+    const int width = box.fontMetrics().averageCharWidth() * 50;
+    grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Fixed),
+                  grid->rowCount(), 0, 1, grid->columnCount());
+}
+
+}  // namespace
+
+std::int64_t MessageBoxAlerts::runModal(const Alert& alert) {
+    QMessageBox box(alertParent());
+    box.setIcon(QMessageBox::Warning);
+    box.setWindowTitle(QStringLiteral("Kelvora"));
+    box.setText(QString());
+    box.setInformativeText(QString::fromStdString(alert.informativeText));
+    giveRoomToRead(box);
+
+    // One role for all keeps them in the order given: the desktop layouts sort by role.
+    std::vector<QPushButton*> buttons;
+    for (const std::string& title : alert.buttons) {
+        buttons.push_back(box.addButton(withMnemonic(title), QMessageBox::ActionRole));
+    }
+    if (buttons.empty()) buttons.push_back(box.addButton(QMessageBox::Ok));
+    box.setDefaultButton(buttons.front());
+    box.setEscapeButton(buttons.back());
+    box.exec();
+
+    const auto pressed = std::find(buttons.begin(), buttons.end(), box.clickedButton());
+    const auto index = pressed == buttons.end() ? buttons.size() - 1 : pressed - buttons.begin();
+    return kFirstButton + static_cast<std::int64_t>(index);
+}
+
+}  // namespace kelvora

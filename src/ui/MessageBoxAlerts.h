@@ -1,0 +1,16 @@
+// The alerts as the desktop shows them: a modal warning box over the window the user works in.
+#pragma once
+
+#include "results/Alerts.h"
+
+namespace kelvora {
+
+class MessageBoxAlerts final : public Alerts {
+public:
+    // The buttons keep the written order whatever the desktop's button layout; the first is
+    // the default (Return). Escape and the window's close button answer with the last button,
+    // the cautious one.
+    std::int64_t runModal(const Alert& alert) override;
+};
+
+}  // namespace kelvora

@@ -1,0 +1,313 @@
+// The results window over a real search of real files: the tables, the category filter with its
+// shares, the keep segments and hand toggles in the shared records, the custom keep and
+// information windows it opens, the file manager, and cleaning into the trash.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <QCheckBox>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+#include <QToolButton>
+
+#include "ResultsWindowSupport.h"
+#include "core/Texts.h"
+#include "ui/SegmentedControl.h"
+#include "ui/ViewControllerCustomKeep.h"
+#include "ui/ViewControllerInfo.h"
+
+using namespace kelvora;
+using namespace kelvora::testing;
+namespace fs = std::filesystem;
+
+namespace {
+
+using States = std::vector<std::int64_t>;
+
+std::string contents(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// Four groups, largest first: an archive, a document, a song (two copies each) and a picture in
+// three copies.
+std::uint64_t makeDuplicates(TempTree& tree) {
+    QImage picture(64, 48, QImage::Format_RGB32);
+    picture.fill(Qt::darkCyan);
+    const std::string first = tree.createFile("Pictures/photo.jpg", "");
+    picture.save(QString::fromStdString(first), "JPEG");
+    const std::string bytes = contents(first);
+    tree.createFile("Backup/photo.jpg", bytes);
+    tree.createFile("Backup/old/photo.jpg", bytes);
+    for (const char* path : {"Music/song.mp3", "Backup/song.mp3"})
+        tree.createFilled(path, 3000, 'm');
+    for (const char* path : {"Documents/report.pdf", "Backup/report.pdf"})
+        tree.createFilled(path, 5000, 'p');
+    for (const char* path : {"Downloads/bundle.zip", "Backup/bundle.zip"})
+        tree.createFilled(path, 7000, 'z');
+    return bytes.size();
+}
+
+States checks(const File& group) {
+    States states;
+    for (const DuplicateFile& member : group.duplicates) states.push_back(member.checkState);
+    return states;
+}
+
+}  // namespace
+
+class ResultsWindowTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<ResultsWindowFixture> fixture;
+    std::uint64_t pictureSize = 0;
+
+    ViewControllerDuplicates& window() { return *fixture->window; }
+    SettingsManager& settings() { return fixture->ui.settings; }
+    QTableView* files() { return child<QTableView>(window(), "tableViewFiles"); }
+    QTableView* copies() { return child<QTableView>(window(), "tableViewDuplicates"); }
+    QString text(const char* label) { return child<QLabel>(window(), label)->text(); }
+    QString spaceSaved() { return text("labelSpaceSaved"); }
+    QString cell(int row, int column) {
+        return files()->model()->index(row, column).data().toString();
+    }
+    void click(const char* name) { child<QAbstractButton>(window(), name)->click(); }
+    void clickSegment(int segment) {
+        auto* control = child<SegmentedControl>(window(), "segmentedControlKeep");
+        child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(segment)))->click();
+    }
+    // The record of a group by its file name; the window shows these very records.
+    File& group(const char* name) {
+        for (const FilePtr& file : settings().duplicateFileList) {
+            if (fs::path(file->path).filename() == name) return *file;
+        }
+        qFatal("no group %s", name);
+    }
+    void waitUntilSettled() { QTRY_VERIFY(!window().resultsModel().updating); }
+    void openAndSettle() {
+        fixture->open();
+        QTRY_COMPARE(files()->model()->rowCount(), 4);
+        waitUntilSettled();
+    }
+    void pressSpaceOnCopy(int row) {
+        copies()->setCurrentIndex(copies()->model()->index(row, 1));
+        QTest::keyClick(copies(), Qt::Key_Space);
+    }
+
+private Q_SLOTS:
+    void init() {
+        fixture = std::make_unique<ResultsWindowFixture>();
+        pictureSize = makeDuplicates(fixture->tree);
+    }
+    void cleanup() { fixture.reset(); }
+
+    void opensWithEveryGroupItsSharesAndNothingSelected() {
+        openAndSettle();
+        QCOMPARE(cell(0, 1), QStringLiteral("bundle.zip"));
+        QCOMPARE(cell(0, 2), QStringLiteral("6.8 KB"));
+        QCOMPARE(cell(0, 3), QStringLiteral("0/2"));
+        QCOMPARE(cell(3, 1), QStringLiteral("photo.jpg"));
+        QCOMPARE(cell(3, 3), QStringLiteral("0/3"));
+
+        const double total = 14000.0 + 10000.0 + 6000.0 + 3.0 * double(pictureSize);
+        const auto share = [&](double bytes) {
+            return QString::asprintf("%.0f%%", bytes / total * 100);
+        };
+        QCOMPARE(text("textFieldArchivesPercents"), share(14000));
+        QCOMPARE(text("textFieldDocumentsPercents"), share(10000));
+        QCOMPARE(text("textFieldMusicPercents"), share(6000));
+        QCOMPARE(text("textFieldPicturesPercents"), share(3.0 * double(pictureSize)));
+        QCOMPARE(text("textFieldMoviesPercents"), QStringLiteral("0%"));
+        QCOMPARE(text("textFieldOtherPercents"), QStringLiteral("0%"));
+        QCOMPARE(child<QProgressBar>(window(), "progressIndicatorArchives")->value(),
+                 int(std::lround(14000 / total * 100)));
+
+        QCOMPARE(spaceSaved(), QStringLiteral("0 B"));
+        QCOMPARE(child<QLabel>(window(), "labelSpaceSaved")->palette().color(QPalette::WindowText),
+                 window().palette().color(QPalette::WindowText));
+        QVERIFY(!child<QProgressBar>(window(), "progressIndicator")->isVisible());
+        QCOMPARE(files()->selectionModel()->selectedRows().front().row(), 0);
+        QCOMPARE(copies()->model()->rowCount(), 2);
+        QCOMPARE(window().selectedSegment(), std::int64_t(KeepNone));
+        QVERIFY(!window().applyForAllChecked());
+    }
+
+    void aCategorySwitchedOffHidesItsGroupsButKeepsItsShare() {
+        openAndSettle();
+        const QString archives = text("textFieldArchivesPercents");
+        click("checkArchives");
+        QTRY_COMPARE(files()->model()->rowCount(), 3);
+        QCOMPARE(cell(0, 1), QStringLiteral("report.pdf"));
+        QCOMPARE(text("textFieldArchivesPercents"), archives);
+        QCOMPARE(copies()->model()->rowCount(), 2);
+        click("checkPictures");
+        QTRY_COMPARE(files()->model()->rowCount(), 2);
+        click("checkArchives");
+        QTRY_COMPARE(files()->model()->rowCount(), 3);
+        QCOMPARE(cell(0, 1), QStringLiteral("bundle.zip"));
+    }
+
+    void keepSegmentsSelectCopiesInTheSharedRecords() {
+        openAndSettle();
+        clickSegment(KeepAll);
+        QTRY_COMPARE(checks(group("bundle.zip")), (States{1, 1}));
+        QTRY_COMPARE(spaceSaved(), QStringLiteral("13.7 KB"));
+        QCOMPARE(child<QLabel>(window(), "labelSpaceSaved")->palette().color(QPalette::WindowText),
+                 QColor::fromRgbF(27.0f / 255, 209.0f / 255, 51.0f / 255));
+        QCOMPARE(cell(0, 3), QStringLiteral("2/2"));
+        QCOMPARE(checks(group("report.pdf")), (States{0, 0}));
+
+        // Selecting a group shows its own option.
+        files()->selectRow(1);
+        QCOMPARE(window().selectedSegment(), std::int64_t(KeepNone));
+        files()->selectRow(0);
+        QCOMPARE(window().selectedSegment(), std::int64_t(KeepAll));
+        clickSegment(KeepNone);
+        QTRY_COMPARE(spaceSaved(), QStringLiteral("0 B"));
+        QCOMPARE(checks(group("bundle.zip")), (States{0, 0}));
+
+        click("checkApplyForAll");
+        clickSegment(KeepOldest);
+        QTRY_COMPARE(cell(3, 3), QStringLiteral("2/3"));
+        waitUntilSettled();
+        for (const FilePtr& file : settings().duplicateFileList) {
+            QCOMPARE(file->keepOption, std::int64_t(KeepOldest));
+            const States states = checks(*file);
+            QCOMPARE(std::count(states.begin(), states.end(), 0), std::ptrdiff_t(1));
+        }
+    }
+
+    void spaceTogglesTheCurrentCopyAndItsCount() {
+        openAndSettle();
+        pressSpaceOnCopy(1);
+        QCOMPARE(checks(group("bundle.zip")), (States{0, 1}));
+        QTRY_COMPARE(spaceSaved(), QStringLiteral("6.8 KB"));
+        QCOMPARE(cell(0, 3), QStringLiteral("1/2"));
+        QCOMPARE(copies()->model()->index(1, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(),
+                 Qt::Checked);
+        QCOMPARE(window().selectedSegment(), std::int64_t(KeepNone));
+        pressSpaceOnCopy(1);
+        QCOMPARE(checks(group("bundle.zip")), (States{0, 0}));
+        QTRY_COMPARE(spaceSaved(), QStringLiteral("0 B"));
+    }
+
+    void theCustomOptionRunsItsWindowAndCancelGoesBack() {
+        openAndSettle();
+        files()->selectRow(3);
+        whenModal<ViewControllerCustomKeep>([](ViewControllerCustomKeep& custom) {
+            child<QCheckBox>(custom, "checkCustomFileTypes")->setChecked(true);
+            child<QLineEdit>(custom, "textFieldExtension")->setText(QStringLiteral("JPG"));
+            child<QPushButton>(custom, "buttonAddFileExtension")->click();
+            child<QPushButton>(custom, "buttonOk")->click();
+        });
+        clickSegment(KeepCustom);
+        QCOMPARE(settings().customSettingsOption, std::string("OK"));
+        QTRY_COMPARE(checks(group("photo.jpg")), (States{1, 1, 1}));
+        QVERIFY(group("photo.jpg").customSettings.str().ends_with("\n1\njpg\n"));
+        QCOMPARE(window().selectedSegment(), std::int64_t(KeepCustom));
+        waitUntilSettled();
+
+        files()->selectRow(0);
+        whenModal<ViewControllerCustomKeep>([](ViewControllerCustomKeep& custom) {
+            child<QPushButton>(custom, "buttonCancel")->click();
+        });
+        clickSegment(KeepCustom);
+        QCOMPARE(window().selectedSegment(), std::int64_t(KeepNone));
+        waitUntilSettled();
+        QCOMPARE(checks(group("bundle.zip")), (States{0, 0}));
+        QCOMPARE(group("bundle.zip").keepOption, std::int64_t(KeepNone));
+    }
+
+    void revealAndInformationAddressTheSelectedCopy() {
+        openAndSettle();
+        QVERIFY(!child<QPushButton>(window(), "buttonShowInfo")->isEnabled());
+        click("buttonGoToSourceDirectory");
+        QVERIFY(fixture->revealed.empty());
+
+        copies()->selectRow(1);
+        const std::string path = group("bundle.zip").duplicates[1].path;
+        click("buttonGoToSourceDirectory");
+        QCOMPARE(fixture->revealed, std::vector<std::string>{path});
+
+        QString name, extension, size;
+        whenModal<ViewControllerInfo>([&](ViewControllerInfo& info) {
+            name = child<QLabel>(info, "labelFileName")->text();
+            extension = child<QLabel>(info, "labelExtension")->text();
+            size = child<QLabel>(info, "labelFileSize")->text();
+            info.reject();
+        });
+        click("buttonShowInfo");
+        QCOMPARE(settings().currentSelectedFilePath, path);
+        QCOMPARE(name, QStringLiteral("bundle"));
+        QCOMPARE(extension, QStringLiteral("zip"));
+        QCOMPARE(size, QStringLiteral("6.8 KB"));
+    }
+
+    void cleaningTrashesCheckedCopiesAndClosesWhenNothingIsLeft() {
+        openAndSettle();
+        files()->selectRow(3);
+        pressSpaceOnCopy(2);
+        const std::string doomed = group("photo.jpg").duplicates[2].path;
+        QTRY_COMPARE(spaceSaved(), QString::fromStdString(sizeText(pictureSize)));
+        click("buttonClean");
+        QVERIFY(!fs::exists(doomed));
+        // The scan settings say trash: the copy waits in this test's own home's trash.
+        QVERIFY(fs::exists(fs::path(qgetenv("XDG_DATA_HOME").toStdString()) / "Trash/files" /
+                           fs::path(doomed).filename()));
+        QCOMPARE(alertTexts(fixture->ui.alerts),
+                 std::vector<std::string>{"Duplicate files cleaned successfully. "});
+        QCOMPARE(fixture->defaults.stringForKey("ShowRateMessage").value_or(""),
+                 std::string("Yes"));
+        waitUntilSettled();
+        QCOMPARE(files()->model()->rowCount(), 4);
+        QCOMPARE(cell(3, 3), QStringLiteral("0/2"));
+        QCOMPARE(files()->selectionModel()->selectedRows().front().row(), 0);
+
+        fixture->ui.alerts.shown.clear();
+        click("checkApplyForAll");
+        clickSegment(KeepNewest);
+        QTRY_COMPARE(cell(0, 3), QStringLiteral("1/2"));
+        waitUntilSettled();
+        QTRY_COMPARE(cell(3, 3), QStringLiteral("1/2"));
+        click("buttonClean");
+        QTRY_VERIFY(!window().isVisible());
+        QVERIFY(settings().duplicateFileList.empty());
+        QCOMPARE(alertTexts(fixture->ui.alerts),
+                 (std::vector<std::string>{
+                     "Duplicate files cleaned successfully. ",
+                     "If you enjoy using Kelvora, would you mind taking a moment to rate it? "
+                     "Thanks for your support!"}));
+        QCOMPARE(fixture->defaults.stringForKey("ShowRateMessage").value_or(""), std::string("No"));
+        QVERIFY(fixture->storePages.empty());
+        for (const char* name : {"bundle.zip", "report.pdf", "song.mp3", "photo.jpg"}) {
+            int left = 0;
+            for (const auto& entry : fs::recursive_directory_iterator(fixture->tree.root()))
+                left += entry.path().filename() == name;
+            QCOMPARE(left, 1);
+        }
+    }
+
+    void closingEmptiesTheSharedListsButEscapeDoesNotClose() {
+        openAndSettle();
+        QTest::keyClick(&window(), Qt::Key_Escape);
+        QVERIFY(window().isVisible());
+        QCOMPARE(settings().duplicateFileList.size(), std::size_t(4));
+        window().close();
+        QVERIFY(!window().isVisible());
+        QVERIFY(settings().duplicateFileList.empty());
+        QVERIFY(settings().fileList.empty());
+    }
+};
+
+int runResultsWindowTests(int argc, char** argv) {
+    ResultsWindowTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "ResultsWindowTest.moc"

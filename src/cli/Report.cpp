@@ -76,7 +76,9 @@ void writeText(std::ostream& out, const FileList& groups, bool showChecks) {
         return;
     }
     for (const FilePtr& group : groups) {
-        out << sizeText(group->size) << ", " << group->duplicates.size() << " files\n";
+        out << sizeText(group->size) << ", " << group->duplicates.size() << " files";
+        if (matchedOnSizeAlone(*group)) out << " (" << kSizeOnlyNote << ")";
+        out << '\n';
         for (const DuplicateFile& member : group->duplicates) {
             if (showChecks) out << (member.checkState == 1 ? "remove  " : "keep    ");
             out << member.path << '\n';
@@ -89,7 +91,7 @@ void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& group
     out << "{\"filesFound\": " << filesFound << ", \"groups\": [";
     const char* groupSeparator = "";
     for (const FilePtr& group : groups) {
-        const bool sizeOnly = group->size >= kHashThreshold;
+        const bool sizeOnly = matchedOnSizeAlone(*group);
         out << groupSeparator << "\n  {\"size\": " << group->size
             << ", \"sizeText\": " << jsonString(sizeText(group->size))
             << ", \"ext\": " << jsonString(group->ext)

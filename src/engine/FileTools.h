@@ -27,6 +27,14 @@ inline constexpr const char* kCheckedFiles = "checkedFiles";
 // From this size on, files of equal size are taken as identical without being read.
 inline constexpr std::uint64_t kHashThreshold = 104857600;
 
+// Groups from the threshold up were matched on their size alone; every place that shows a
+// group says so.
+inline bool matchedOnSizeAlone(const File& group) { return group.size >= kHashThreshold; }
+inline constexpr const char* kSizeOnlyNote = "matched on size alone";
+inline constexpr const char* kSizeOnlyExplanation =
+    "Matched on size alone: files of 100 MiB and more are not read. Before a copy is removed, "
+    "it is compared byte for byte with a copy that stays.";
+
 inline FileStamp stampOf(const platform::Attributes& attributes) {
     return {static_cast<std::uint64_t>(attributes.device),
             static_cast<std::uint64_t>(attributes.inode), attributes.size,

@@ -7,6 +7,7 @@
 #include <QFile>
 
 #include "core/Texts.h"
+#include "engine/FileTools.h"
 #include "platform/FileSystem.h"
 
 namespace kelvora {
@@ -71,6 +72,9 @@ QVariant GroupsTableModel::data(const QModelIndex& index, int role) const {
             return {};
         case Qt::ToolTipRole:
             if (column == ColumnName) return QFile::decodeName(group.path.c_str());
+            if (column == ColumnSize && matchedOnSizeAlone(group)) {
+                return QString::fromUtf8(kSizeOnlyExplanation);
+            }
             return {};
         case Qt::TextAlignmentRole:
             if (column == ColumnSize || column == ColumnCount)
@@ -86,6 +90,10 @@ QVariant GroupsTableModel::display(const File& group, int column) const {
         case ColumnName:
             return QFile::decodeName(std::string(platform::lastPathComponent(group.path)).c_str());
         case ColumnSize:
+            if (matchedOnSizeAlone(group)) {
+                return QString::fromStdString(sizeText(group.size)) + " (" +
+                       QString::fromUtf8(kSizeOnlyNote) + ")";
+            }
             return QString::fromStdString(sizeText(group.size));
         case ColumnCount:
             return QString::fromStdString(countText(group));

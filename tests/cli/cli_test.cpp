@@ -57,6 +57,16 @@ TEST(Cli, printsOneBlockPerGroupOrSaysThereIsNone) {
     EXPECT_EQ(runCli("--min-size 1 --ext txt " + quoted(tree.root())).out, "No duplicate files found.\n");
 }
 
+TEST(Cli, marksGroupsMatchedOnSizeAlone) {
+    testing::TempTree tree;
+    tree.createSparse("big-a", 104857600, 5, 'a');
+    tree.createSparse("big-b", 104857600, 5, 'b');
+    const Outcome text = runCli("--min-size 100M " + quoted(tree.root()));
+    EXPECT_EQ(text.out.substr(0, text.out.find('\n')), "100.0 MB, 2 files (matched on size alone)");
+    EXPECT_NE(runCli("--json --min-size 100M " + quoted(tree.root())).out.find("\"sizeOnly\": true"),
+              std::string::npos);
+}
+
 TEST(Cli, takesTheScanSettingsFromAProfileUnderItsOwnOptions) {
     testing::TempTree tree;
     tree.createFilled("a.txt", 1500, 't');

@@ -35,57 +35,98 @@ std::string trashErrorDescription(const std::string& path, const char* message) 
     return "\"" + path + "\": " + text;
 }
 
-using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
+// One folder being emptied: its descriptor (closed for the outer levels of a deep tree), its
+// identity to check when it is opened again, and the names it held when it was opened.
+struct Level {
+    FileHandle fd;
+    std::string path;
+    std::string name;  // in its parent
+    dev_t device = 0;
+    ino_t inode = 0;
+    std::vector<std::string> names;
+    std::size_t next = 0;
+};
 
-std::optional<std::string> removeContents(int folderFd, const std::string& folderPath);
+// Descriptors kept open down a deep tree; the outer ones are closed and opened again as ".."
+// of their child, checked to be the same folder, on the way back up.
+constexpr std::size_t kOpenLevels = 64;
+
+std::optional<std::string> openLevel(int parent, const std::string& name, const std::string& path,
+                                     std::vector<Level>& levels) {
+    // O_NOFOLLOW: a link swapped in for a folder meanwhile is refused rather than followed
+    // out of the folder being removed.
+    FileHandle fd(::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd.valid()) return errorDescription(path, errno);
+    struct stat st;
+    if (::fstat(fd.get(), &st) != 0) return errorDescription(path, errno);
+    // Names are read before anything is removed, so the listing is not disturbed by removals.
+    auto entries = listFolderAt(fd.get(), path);
+    if (!entries) return entries.error();
+    Level level{std::move(fd), path, name, st.st_dev, st.st_ino, {}, 0};
+    for (FolderEntry& entry : *entries) level.names.push_back(std::move(entry.name));
+    levels.push_back(std::move(level));
+    if (levels.size() > kOpenLevels) levels[levels.size() - kOpenLevels - 1].fd.reset();
+    return std::nullopt;
+}
+
+// The parent of the innermost level, opened again if the walk down closed it.
+std::optional<std::string> reopenParent(std::vector<Level>& levels) {
+    Level& parent = levels[levels.size() - 2];
+    if (parent.fd.valid()) return std::nullopt;
+    FileHandle fd(::openat(levels.back().fd.get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    struct stat st;
+    if (!fd.valid() || ::fstat(fd.get(), &st) != 0) return errorDescription(parent.path, errno);
+    if (st.st_dev != parent.device || st.st_ino != parent.inode) {
+        return "\"" + parent.path + "\": moved while it was being removed";
+    }
+    parent.fd = std::move(fd);
+    return std::nullopt;
+}
+
+// Removes a folder and everything in it, a level at a time on a stack of its own, so that no
+// depth of folders can overflow the thread's stack. Stops at the first failure: what is left
+// stays whole.
+std::optional<std::string> removeFolder(int parent, const std::string& name, const std::string& path) {
+    std::vector<Level> levels;
+    if (auto error = openLevel(parent, name, path, levels)) return error;
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        if (level.next == level.names.size()) {
+            int outer = parent;
+            if (levels.size() > 1) {
+                if (auto error = reopenParent(levels)) return error;
+                outer = levels[levels.size() - 2].fd.get();
+            }
+            const std::string done = level.name, donePath = level.path;
+            levels.pop_back();
+            if (::unlinkat(outer, done.c_str(), AT_REMOVEDIR) != 0) return errorDescription(donePath, errno);
+            continue;
+        }
+        const std::string& entry = level.names[level.next++];
+        const std::string entryPath = appendingPathComponent(level.path, entry);
+        struct stat st;
+        if (::fstatat(level.fd.get(), entry.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            return errorDescription(entryPath, errno);
+        }
+        if (S_ISDIR(st.st_mode)) {
+            if (auto error = openLevel(level.fd.get(), entry, entryPath, levels)) return error;
+        } else if (::unlinkat(level.fd.get(), entry.c_str(), 0) != 0) {
+            return errorDescription(entryPath, errno);
+        }
+    }
+    return std::nullopt;
+}
 
 // Removes one entry of an open folder (or a path, with AT_FDCWD). A link is an entry like any
-// other; a folder is opened with O_NOFOLLOW so that a link swapped in for it meanwhile is
-// refused rather than followed out of the folder being removed.
+// other and is removed, not what it points to.
 std::optional<std::string> removeEntry(int parentFd, const std::string& name,
                                        const std::string& path) {
     struct stat st;
     if (::fstatat(parentFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
         return errorDescription(path, errno);
     }
-    if (!S_ISDIR(st.st_mode)) {
-        if (::unlinkat(parentFd, name.c_str(), 0) != 0) return errorDescription(path, errno);
-        return std::nullopt;
-    }
-    const int fd =
-        ::openat(parentFd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) return errorDescription(path, errno);
-    if (auto error = removeContents(fd, path)) return error;
-    if (::unlinkat(parentFd, name.c_str(), AT_REMOVEDIR) != 0) return errorDescription(path, errno);
-    return std::nullopt;
-}
-
-std::optional<std::vector<std::string>> entryNames(DIR* folder) {
-    std::vector<std::string> names;
-    errno = 0;
-    while (const dirent* entry = ::readdir(folder)) {
-        const char* name = entry->d_name;
-        if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) names.emplace_back(name);
-    }
-    if (errno != 0) return std::nullopt;
-    return names;
-}
-
-// Takes ownership of folderFd. Names are read before anything is removed, so the listing is
-// not disturbed by the removals. Stops at the first failure: what is left stays whole.
-std::optional<std::string> removeContents(int folderFd, const std::string& folderPath) {
-    Folder folder(::fdopendir(folderFd), ::closedir);
-    if (!folder) {
-        const int error = errno;
-        ::close(folderFd);
-        return errorDescription(folderPath, error);
-    }
-    const auto names = entryNames(folder.get());
-    if (!names) return errorDescription(folderPath, errno);
-    for (const std::string& name : *names) {
-        const std::string path = appendingPathComponent(folderPath, name);
-        if (auto error = removeEntry(::dirfd(folder.get()), name, path)) return error;
-    }
+    if (S_ISDIR(st.st_mode)) return removeFolder(parentFd, name, path);
+    if (::unlinkat(parentFd, name.c_str(), 0) != 0) return errorDescription(path, errno);
     return std::nullopt;
 }
 

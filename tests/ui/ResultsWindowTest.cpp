@@ -18,6 +18,7 @@
 #include "ResultsWindowSupport.h"
 #include "core/Texts.h"
 #include "ui/SegmentedControl.h"
+#include "ui/ViewController.h"
 #include "ui/ViewControllerCustomKeep.h"
 #include "ui/ViewControllerInfo.h"
 
@@ -285,6 +286,44 @@ private Q_SLOTS:
                      "Thanks for your support!"}));
         QCOMPARE(fixture->defaults.stringForKey("ShowRateMessage").value_or(""), std::string("No"));
         QVERIFY(fixture->storePages.empty());
+        for (const char* name : {"bundle.zip", "report.pdf", "song.mp3", "photo.jpg"}) {
+            int left = 0;
+            for (const auto& entry : fs::recursive_directory_iterator(fixture->tree.root()))
+                left += entry.path().filename() == name;
+            QCOMPARE(left, 1);
+        }
+    }
+
+    // The whole road: the main window's search, its progress window, the results window it
+    // opens, a keep option for all groups and a cleaning into this test's own trash.
+    void aSearchFromTheMainWindowEndsWithCopiesInTheTrash() {
+        UiFixture& ui = fixture->ui;
+        ViewController main(ui.services());
+        main.addStartupFolders({fixture->tree.root()});
+        ui.settings.minimumFileSize = 1;  // the test's files are smaller than the slider allows
+        bool cleaned = false;
+        main.setDuplicatesWindowRunner([&](QWidget& parent) {
+            ViewControllerDuplicates results(fixture->services(), &parent);
+            results.show();
+            QTRY_COMPARE(results.resultsModel().fileList.size(), std::size_t{4});
+            QTRY_VERIFY(!results.resultsModel().updating);
+            child<QAbstractButton>(results, "checkApplyForAll")->click();
+            auto* control = child<SegmentedControl>(results, "segmentedControlKeep");
+            child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(KeepOldest)))->click();
+            QTRY_VERIFY(!results.resultsModel().updating);
+            child<QAbstractButton>(results, "buttonClean")->click();
+            QTRY_VERIFY(!results.isVisible());
+            cleaned = true;
+        });
+        child<QAbstractButton>(main, "buttonFindDuplicateFiles")->click();
+        QVERIFY(cleaned);
+        QVERIFY(ui.settings.duplicateFileList.empty());
+        const fs::path trash = fs::path(qgetenv("XDG_DATA_HOME").toStdString()) / "Trash";
+        int trashed = 0;
+        for (const auto& entry : fs::directory_iterator(trash / "info")) {
+            trashed += contents(entry.path().string()).find(fixture->tree.root()) != std::string::npos;
+        }
+        QCOMPARE(trashed, 5);  // every copy but one of each group
         for (const char* name : {"bundle.zip", "report.pdf", "song.mp3", "photo.jpg"}) {
             int left = 0;
             for (const auto& entry : fs::recursive_directory_iterator(fixture->tree.root()))

@@ -29,7 +29,8 @@ std::vector<std::uint64_t> sizesFor(int shape, std::size_t n) {
 }
 
 void sortBySize(benchmark::State& state) {
-    const auto sizes = sizesFor(static_cast<int>(state.range(0)), static_cast<std::size_t>(state.range(1)));
+    const auto sizes =
+        sizesFor(static_cast<int>(state.range(0)), static_cast<std::size_t>(state.range(1)));
     SettingsManager settings;
     platform::NotificationCenter center;
     FileTools tools(settings, center);
@@ -42,7 +43,11 @@ void sortBySize(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * state.range(1));
 }
-BENCHMARK(sortBySize)->ArgNames({"shape", "n"})->Args({0, 100000})->Args({1, 100000})->Args({2, 100000})
+BENCHMARK(sortBySize)
+    ->ArgNames({"shape", "n"})
+    ->Args({0, 100000})
+    ->Args({1, 100000})
+    ->Args({2, 100000})
     ->Unit(benchmark::kMillisecond);
 
 // A tree of its own under /tmp: 8,000 files in 200 folders, a fifth of them copies.
@@ -90,7 +95,12 @@ void findDuplicates(benchmark::State& state) {
         benchmark::DoNotOptimize(tools.findDuplicates({root}, 1, UINT64_MAX, true, {}).size());
     }
 }
-BENCHMARK(findDuplicates)->ArgName("threads")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(findDuplicates)
+    ->ArgName("threads")
+    ->Arg(0)
+    ->Arg(1)
+    ->Arg(2)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace kelvora

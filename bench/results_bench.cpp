@@ -67,7 +67,11 @@ void firstUpdate(benchmark::State& state) {
         main.run();
     }
 }
-BENCHMARK(firstUpdate)->ArgName("groups")->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(firstUpdate)
+    ->ArgName("groups")
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace
 }  // namespace kelvora

@@ -11,10 +11,12 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static kelvora::SettingsManager settings;
     kelvora::ResetCustomSettings(settings);
-    kelvora::LoadCustomSettings(settings, std::string_view(reinterpret_cast<const char*>(data), size));
+    kelvora::LoadCustomSettings(settings,
+                                std::string_view(reinterpret_cast<const char*>(data), size));
     const std::string written = kelvora::CustomSettingsString(settings);
     kelvora::SettingsManager reread;
-    if (!kelvora::LoadCustomSettings(reread, written) || kelvora::CustomSettingsString(reread) != written) {
+    if (!kelvora::LoadCustomSettings(reread, written) ||
+        kelvora::CustomSettingsString(reread) != written) {
         std::abort();
     }
     return 0;

@@ -6,10 +6,10 @@
 #include <sstream>
 
 #include "core/Texts.h"
+#include "platform/UserDefaults.h"
 #include "results/Cleaning.h"
 #include "results/CustomSettingsText.h"
 #include "results/KeepSelection.h"
-#include "platform/UserDefaults.h"
 
 namespace kelvora::cli {
 
@@ -80,7 +80,8 @@ int runCleaning(const CliOptions& options, SettingsManager& settings, std::istre
     }
     const FileList shown = settings.duplicateFileList;
     const platform::UserDefaults userDefaults;
-    const CleanReport report = cleanSelectedCopies(settings, shown, alerts, cleaningSafetyFrom(userDefaults));
+    const CleanReport report =
+        cleanSelectedCopies(settings, shown, alerts, cleaningSafetyFrom(userDefaults));
     if (report.outcome != CleanOutcome::Cleaned) {
         if (report.outcome == CleanOutcome::Declined) out << "Nothing was removed.\n";
         return 0;

@@ -51,7 +51,8 @@ std::optional<std::uint64_t> parseSize(const std::string& text) {
         return std::nullopt;
     }
     std::string unit = text.substr(used);
-    std::transform(unit.begin(), unit.end(), unit.begin(), [](unsigned char c) { return std::toupper(c); });
+    std::transform(unit.begin(), unit.end(), unit.begin(),
+                   [](unsigned char c) { return std::toupper(c); });
     if (unit.size() > 1 && (unit.ends_with("IB") || unit.ends_with("B"))) {
         unit.resize(unit.size() - (unit.ends_with("IB") ? 2 : 1));
     }
@@ -106,9 +107,9 @@ struct Choice {
 };
 
 constexpr Choice kChoices[] = {
-    {"--keep", "none", 0},    {"--keep", "oldest", 1},  {"--keep", "newest", 2},
-    {"--keep", "all", 3},     {"--keep", "custom", 4},  {"--guard", "oldest", 1},
-    {"--guard", "newest", 2}, {"--guard", "none", 3},   {"--clean", "trash", 1},
+    {"--keep", "none", 0},    {"--keep", "oldest", 1}, {"--keep", "newest", 2},
+    {"--keep", "all", 3},     {"--keep", "custom", 4}, {"--guard", "oldest", 1},
+    {"--guard", "newest", 2}, {"--guard", "none", 3},  {"--clean", "trash", 1},
     {"--clean", "delete", 0},
 };
 
@@ -129,7 +130,8 @@ std::string choicesOf(const std::string& option) {
 
 }  // namespace
 
-ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::string& homeFolder) {
+ParseOutcome parseOptions(const std::vector<std::string>& arguments,
+                          const std::string& homeFolder) {
     CliOptions options;
     auto fail = [](std::string message) { return ParseOutcome{std::nullopt, std::move(message)}; };
     bool onlyFolders = false;
@@ -161,7 +163,8 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::
             const auto text = value(minimum ? "--min-size" : "--max-size");
             if (!text) return fail("kelvora-cli: " + argument + " needs a size");
             const auto size = parseSize(*text);
-            if (!size) return fail("kelvora-cli: \"" + *text + "\" is not a size (try 200K, 5M, 1G)");
+            if (!size)
+                return fail("kelvora-cli: \"" + *text + "\" is not a size (try 200K, 5M, 1G)");
             (minimum ? options.minimumSize : options.maximumSize) = size;
         } else if (isOption("--profile")) {
             const auto text = value("--profile");

@@ -9,8 +9,8 @@
 #include <iostream>
 #include <optional>
 
-#include "cli/CliOptions.h"
 #include "cli/Cleanup.h"
+#include "cli/CliOptions.h"
 #include "cli/Report.h"
 #include "core/SettingsManager.h"
 #include "core/Texts.h"
@@ -57,7 +57,8 @@ public:
         if (now - lastDraw_ < std::chrono::milliseconds(100) && checked != total) return;
         lastDraw_ = now;
         if (checked == 0) {
-            std::fprintf(stderr, "\r\033[KScanning: %lld files found", static_cast<long long>(total));
+            std::fprintf(stderr, "\r\033[KScanning: %lld files found",
+                         static_cast<long long>(total));
         } else {
             const float percent = static_cast<float>(checked) / static_cast<float>(total) * 100.0f;
             std::fprintf(stderr, "\r\033[KComparing: %lld/%lld files (%.1f%%)",
@@ -82,7 +83,8 @@ private:
 std::optional<std::string> applyOptions(const cli::CliOptions& options, SettingsManager& settings) {
     if (!options.profile.empty()) {
         const auto profile = loadProfile(options.profile);
-        if (!profile) return std::string("kelvora-cli: ") + kCouldNotLoadProfile + " " + profile.error();
+        if (!profile)
+            return std::string("kelvora-cli: ") + kCouldNotLoadProfile + " " + profile.error();
         applyProfile(*profile, settings);
     }
     settings.listFolderPaths = options.folders;
@@ -134,9 +136,8 @@ int main(int argc, char** argv) {
     platform::ObserverRegistration progressObserver(
         center, kUpdateProgress, [&](const platform::UserInfo& info) { progress.update(info); });
     platform::ObserverRegistration finishedObserver(
-        center, kSearchThreadFinished, [](const platform::UserInfo&) {
-            mainLoop.async([] { mainLoop.quit(); });
-        });
+        center, kSearchThreadFinished,
+        [](const platform::UserInfo&) { mainLoop.async([] { mainLoop.quit(); }); });
 
     auto run = SearchRun::create({settings, center, platform::globalQueue(), mainLoop},
                                  [] { mainLoop.quit(); });

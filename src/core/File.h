@@ -37,8 +37,8 @@ public:
         : path(std::move(path)), date(std::move(date)) {}
 
     std::string path;
-    std::string date;              // creation date text, empty when it could not be read
-    std::int64_t checkState = 0;   // 1 = selected for removal, 0 = kept
+    std::string date;             // creation date text, empty when it could not be read
+    std::int64_t checkState = 0;  // 1 = selected for removal, 0 = kept
     FileStamp stamp;
 };
 

@@ -83,7 +83,8 @@ std::optional<Date> parseDate(std::string_view text, std::string_view pattern) {
     // A date the clock cannot hold (beyond about 1678 to 2262 in nanoseconds) is not a date
     // any file or rule can mean.
     const auto limit = duration_cast<milliseconds>(Date::duration::max()).count() - 1;
-    if (!(parsed > -static_cast<UDate>(limit) && parsed < static_cast<UDate>(limit))) return std::nullopt;
+    if (!(parsed > -static_cast<UDate>(limit) && parsed < static_cast<UDate>(limit)))
+        return std::nullopt;
     return Date(duration_cast<Date::duration>(milliseconds(static_cast<std::int64_t>(parsed))));
 }
 

@@ -30,7 +30,8 @@ DigestPipeline::DigestPipeline(const FileList& list, const std::atomic<bool>& ca
         begin = end;
     }
     settled_.assign(runs_.size(), 0);
-    const unsigned count = std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(runs_.size())));
+    const unsigned count =
+        std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(runs_.size())));
     if (runs_.empty()) return;
     for (unsigned i = 0; i < count; ++i) threads_.emplace_back([this] { work(); });
 }
@@ -115,8 +116,9 @@ void DigestPipeline::note(std::size_t index, std::string line) {
 }
 
 std::size_t DigestPipeline::runOf(std::size_t index) const {
-    const auto after = std::upper_bound(runs_.begin(), runs_.end(), index,
-                                        [](std::size_t i, const Run& run) { return i < run.begin; });
+    const auto after =
+        std::upper_bound(runs_.begin(), runs_.end(), index,
+                         [](std::size_t i, const Run& run) { return i < run.begin; });
     return static_cast<std::size_t>(after - runs_.begin()) - 1;
 }
 

@@ -48,7 +48,7 @@ private:
     const std::atomic<bool>& canceled_;
     std::vector<Run> runs_;
     std::vector<std::uint8_t> distinct_;  // bytes, not bits: workers write neighbouring entries
-    std::vector<char> settled_;  // per run
+    std::vector<char> settled_;           // per run
     std::unordered_map<std::size_t, std::string> errors_;
     std::atomic<std::size_t> nextRun_{0};
     std::mutex mutex_;

@@ -29,7 +29,9 @@ inline constexpr std::uint64_t kHashThreshold = 104857600;
 
 // Groups from the threshold up were matched on their size alone; every place that shows a
 // group says so.
-inline bool matchedOnSizeAlone(const File& group) { return group.size >= kHashThreshold; }
+inline bool matchedOnSizeAlone(const File& group) {
+    return group.size >= kHashThreshold;
+}
 inline constexpr const char* kSizeOnlyNote = "matched on size alone";
 inline constexpr const char* kSizeOnlyExplanation =
     "Matched on size alone: files of 100 MiB and more are not read. Before a copy is removed, "
@@ -43,10 +45,10 @@ inline FileStamp stampOf(const platform::Attributes& attributes) {
 
 class FileTools {
 public:
-    explicit FileTools(SettingsManager& settings = SettingsManager::shared(),
-                       platform::NotificationCenter& center =
-                           platform::NotificationCenter::defaultCenter(),
-                       platform::LocationTable locations = platform::LocationTable::linux());
+    explicit FileTools(
+        SettingsManager& settings = SettingsManager::shared(),
+        platform::NotificationCenter& center = platform::NotificationCenter::defaultCenter(),
+        platform::LocationTable locations = platform::LocationTable::linux());
 
     // The walk (walk.cpp).
     static std::vector<std::string> removeNestedFolders(const std::vector<std::string>& paths);

@@ -35,7 +35,8 @@ private:
     };
 
     static std::size_t indexOf(const Slot& slot, std::size_t capacity) {
-        std::uint64_t h = slot.inode * 0x9E3779B97F4A7C15ULL ^ (slot.device + 0x632BE59BD9B4E019ULL);
+        std::uint64_t h =
+            slot.inode * 0x9E3779B97F4A7C15ULL ^ (slot.device + 0x632BE59BD9B4E019ULL);
         h ^= h >> 29;
         return static_cast<std::size_t>(h) & (capacity - 1);
     }

@@ -13,7 +13,9 @@ platform::Result<FileStamp> FileTools::currentStamp(const std::string& path) {
     return stampOf(*now);
 }
 
-std::string FileTools::sizeText(std::uint64_t bytes) const { return kelvora::sizeText(bytes); }
+std::string FileTools::sizeText(std::uint64_t bytes) const {
+    return kelvora::sizeText(bytes);
+}
 
 std::optional<std::string> FileTools::attributeDateText(const std::string& path,
                                                         platform::DateAttribute attribute) const {

@@ -22,9 +22,8 @@
 
 namespace kelvora {
 
-FileList FileTools::findDuplicates(const std::vector<std::string>& paths,
-                                   std::uint64_t minimumSize, std::uint64_t maximumSize,
-                                   bool ignorePackages,
+FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                                   std::uint64_t maximumSize, bool ignorePackages,
                                    const std::vector<std::string>& extensions) {
     scanFolders(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
     // What the walk met is not needed past the walk.
@@ -121,7 +120,8 @@ bool FileTools::sameContents(DigestPipeline& pipeline, std::size_t a, std::size_
         if (!line.empty()) platform::console(line);
     }
     if (pipeline.isDistinct(a) || pipeline.isDistinct(b)) return false;
-    return fileList[a]->MD5Hash == fileList[b]->MD5Hash && fileList[a]->MD5Hash != kChangedSinceScan;
+    return fileList[a]->MD5Hash == fileList[b]->MD5Hash &&
+           fileList[a]->MD5Hash != kChangedSinceScan;
 }
 
 unsigned FileTools::defaultHashThreads() {

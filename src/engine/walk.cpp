@@ -191,7 +191,8 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
         enterFolder(stack, folder, name, std::move(path), ignorePackages);
         return;
     }
-    if (!extensions.empty() && std::find(extensions.begin(), extensions.end(), ext) == extensions.end()) {
+    if (!extensions.empty() &&
+        std::find(extensions.begin(), extensions.end(), ext) == extensions.end()) {
         return;
     }
     if (package && listedAsFolder) {

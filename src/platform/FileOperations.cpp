@@ -3,8 +3,8 @@
 #include "platform/FileOperations.h"
 
 #include <dirent.h>
-#include <limits.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -86,7 +86,8 @@ std::optional<std::string> reopenParent(std::vector<Level>& levels) {
 // Removes a folder and everything in it, a level at a time on a stack of its own, so that no
 // depth of folders can overflow the thread's stack. Stops at the first failure: what is left
 // stays whole.
-std::optional<std::string> removeFolder(int parent, const std::string& name, const std::string& path) {
+std::optional<std::string> removeFolder(int parent, const std::string& name,
+                                        const std::string& path) {
     std::vector<Level> levels;
     if (auto error = openLevel(parent, name, path, levels)) return error;
     while (!levels.empty()) {
@@ -99,7 +100,8 @@ std::optional<std::string> removeFolder(int parent, const std::string& name, con
             }
             const std::string done = level.name, donePath = level.path;
             levels.pop_back();
-            if (::unlinkat(outer, done.c_str(), AT_REMOVEDIR) != 0) return errorDescription(donePath, errno);
+            if (::unlinkat(outer, done.c_str(), AT_REMOVEDIR) != 0)
+                return errorDescription(donePath, errno);
             continue;
         }
         const std::string& entry = level.names[level.next++];
@@ -140,12 +142,12 @@ std::optional<std::string> trashDeepItem(const std::string& path) {
     const PathLocation location(path);
     if (location.error() != 0) return errorDescription(path, location.error());
     const std::string name = location.name();
-    std::unique_ptr<char, decltype(&g_free)> escaped(
-        g_uri_escape_string(path.c_str(), "/", FALSE), g_free);
+    std::unique_ptr<char, decltype(&g_free)> escaped(g_uri_escape_string(path.c_str(), "/", FALSE),
+                                                     g_free);
     std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_local(),
                                                                  g_date_time_unref);
-    std::unique_ptr<char, decltype(&g_free)> date(g_date_time_format(now.get(), "%Y-%m-%dT%H:%M:%S"),
-                                                  g_free);
+    std::unique_ptr<char, decltype(&g_free)> date(
+        g_date_time_format(now.get(), "%Y-%m-%dT%H:%M:%S"), g_free);
     const std::string info =
         "[Trash Info]\nPath=" + std::string(escaped.get()) + "\nDeletionDate=" + date.get() + "\n";
     for (int attempt = 1; attempt < 1000; ++attempt) {
@@ -156,10 +158,12 @@ std::optional<std::string> trashDeepItem(const std::string& path) {
             if (errno == EEXIST) continue;
             return errorDescription(infoPath, errno);
         }
-        const bool written = ::write(fd, info.data(), info.size()) == static_cast<ssize_t>(info.size());
+        const bool written =
+            ::write(fd, info.data(), info.size()) == static_cast<ssize_t>(info.size());
         ::close(fd);
         const std::string target = trash + "/files/" + trashName;
-        if (written && ::renameat(location.folder(), location.name(), AT_FDCWD, target.c_str()) == 0) {
+        if (written &&
+            ::renameat(location.folder(), location.name(), AT_FDCWD, target.c_str()) == 0) {
             return std::nullopt;
         }
         const int error = written ? errno : EIO;

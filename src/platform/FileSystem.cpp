@@ -2,11 +2,11 @@
 #include "platform/FileSystem.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <limits.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -32,16 +32,17 @@ Attributes fromStat(const struct stat& st) {
 
 Result<Attributes> statPath(const std::string& path, int flags) {
     const PathLocation location(path);
-    if (location.error() != 0) return Result<Attributes>::failure(errorDescription(path, location.error()));
-    return attributesAt(location.folder(), location.name(), (flags & AT_SYMLINK_NOFOLLOW) == 0, path);
+    if (location.error() != 0)
+        return Result<Attributes>::failure(errorDescription(path, location.error()));
+    return attributesAt(location.folder(), location.name(), (flags & AT_SYMLINK_NOFOLLOW) == 0,
+                        path);
 }
 
 // Names in byte order: a tree is always walked the same way, so the same file heads a group
 // on every run.
 template <typename T, typename Key>
 void sortByName(std::vector<T>& items, Key key) {
-    std::sort(items.begin(), items.end(),
-              [&](const T& a, const T& b) { return key(a) < key(b); });
+    std::sort(items.begin(), items.end(), [&](const T& a, const T& b) { return key(a) < key(b); });
 }
 
 constexpr std::size_t kListingBuffer = 64 * 1024;
@@ -94,7 +95,8 @@ PathLocation::PathLocation(const std::string& path) {
 
 Result<FileHandle> openPath(const std::string& path, int flags) {
     const PathLocation location(path);
-    if (location.error() != 0) return Result<FileHandle>::failure(errorDescription(path, location.error()));
+    if (location.error() != 0)
+        return Result<FileHandle>::failure(errorDescription(path, location.error()));
     FileHandle handle(::openat(location.folder(), location.name(), flags | O_CLOEXEC));
     if (!handle.valid()) return Result<FileHandle>::failure(errorDescription(path, errno));
     return handle;
@@ -108,7 +110,8 @@ Result<FileHandle> openFolderAt(int parent, const char* name, const std::string&
 
 Result<Attributes> attributesOf(int fd, const std::string& pathForErrors) {
     struct stat st;
-    if (::fstat(fd, &st) != 0) return Result<Attributes>::failure(errorDescription(pathForErrors, errno));
+    if (::fstat(fd, &st) != 0)
+        return Result<Attributes>::failure(errorDescription(pathForErrors, errno));
     return fromStat(st);
 }
 
@@ -131,13 +134,15 @@ Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pat
         if (got == 0) break;
         if (got < 0) {
             if (errno == EINTR) continue;
-            return Result<std::vector<FolderEntry>>::failure(errorDescription(pathForErrors, errno));
+            return Result<std::vector<FolderEntry>>::failure(
+                errorDescription(pathForErrors, errno));
         }
         for (long offset = 0; offset < got;) {
             const auto* entry = reinterpret_cast<const struct dirent64*>(buffer.data() + offset);
             offset += entry->d_reclen;
             const char* name = entry->d_name;
-            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
+            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+                continue;
             entries.push_back({name, entry->d_type});
         }
     }
@@ -149,7 +154,9 @@ Result<Attributes> itemAttributes(const std::string& path) {
     return statPath(path, AT_SYMLINK_NOFOLLOW);
 }
 
-Result<Attributes> followedAttributes(const std::string& path) { return statPath(path, 0); }
+Result<Attributes> followedAttributes(const std::string& path) {
+    return statPath(path, 0);
+}
 
 Result<std::vector<std::string>> listFolder(const std::string& path) {
     auto folder = openPath(path, O_RDONLY | O_DIRECTORY);

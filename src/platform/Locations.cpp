@@ -7,8 +7,12 @@
 
 namespace kelvora::platform {
 
-LocationTable LocationTable::macOS(std::string root) { return {Kind::MacOS, std::move(root)}; }
-LocationTable LocationTable::linux(std::string root) { return {Kind::Linux, std::move(root)}; }
+LocationTable LocationTable::macOS(std::string root) {
+    return {Kind::MacOS, std::move(root)};
+}
+LocationTable LocationTable::linux(std::string root) {
+    return {Kind::Linux, std::move(root)};
+}
 
 bool LocationTable::allows(std::string_view path) const {
     return kind_ == Kind::MacOS ? macOSAllows(path) : linuxAllows(path);
@@ -18,9 +22,8 @@ bool LocationTable::macOSAllows(std::string_view path) const {
     // Plain string prefixes, as the rule has always been: "/Usersx" passes too.
     const std::string users = root_ + "/Users";
     if (path.starts_with(root_ + "/Volumes")) return true;
-    const bool ownLibrary =
-        lastPathComponent(path) == "Library" &&
-        deletingLastPathComponent(deletingLastPathComponent(path)) == users;
+    const bool ownLibrary = lastPathComponent(path) == "Library" &&
+                            deletingLastPathComponent(deletingLastPathComponent(path)) == users;
     if (ownLibrary) return false;
     return path.starts_with(users) || path.starts_with(root_ + "/Applications");
 }

@@ -45,7 +45,6 @@ Md5Digest finish(EVP_MD_CTX* context) {
     return digest;
 }
 
-
 }  // namespace
 
 Md5Digest md5OfBytes(const void* data, std::size_t length) {
@@ -62,9 +61,11 @@ Result<FileHandle> openRegularFile(const std::string& path) {
     auto opened = openPath(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!opened) return opened;
     struct stat st;
-    if (::fstat(opened->get(), &st) != 0) return Result<FileHandle>::failure(errorDescription(path, errno));
+    if (::fstat(opened->get(), &st) != 0)
+        return Result<FileHandle>::failure(errorDescription(path, errno));
     if (S_ISDIR(st.st_mode)) return Result<FileHandle>::failure(errorDescription(path, EISDIR));
-    if (!S_ISREG(st.st_mode)) return Result<FileHandle>::failure("\"" + path + "\": not a regular file");
+    if (!S_ISREG(st.st_mode))
+        return Result<FileHandle>::failure("\"" + path + "\": not a regular file");
     return opened;
 }
 
@@ -129,7 +130,8 @@ Result<bool> sameBytes(const std::string& first, const std::string& second) {
         std::size_t have = 0;
         // Fill the same length from the second file, however its reads come back.
         while (have < static_cast<std::size_t>(gotLeft)) {
-            const ssize_t got = readSome(b->get(), right.data() + have, static_cast<std::size_t>(gotLeft) - have);
+            const ssize_t got =
+                readSome(b->get(), right.data() + have, static_cast<std::size_t>(gotLeft) - have);
             if (got < 0) return Result<bool>::failure(errorDescription(second, errno));
             if (got == 0) return false;
             have += static_cast<std::size_t>(got);

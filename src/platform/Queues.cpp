@@ -85,7 +85,9 @@ namespace {
 std::atomic<DispatchQueue*> installedMainQueue{nullptr};
 }
 
-void setMainQueue(DispatchQueue* queue) { installedMainQueue.store(queue); }
+void setMainQueue(DispatchQueue* queue) {
+    installedMainQueue.store(queue);
+}
 
 DispatchQueue& mainQueue() {
     DispatchQueue* queue = installedMainQueue.load();

@@ -62,7 +62,7 @@ std::size_t breakLength(std::string_view text, std::size_t at) {
 
 // The lines of a text one after another. A break at the very end leaves no empty last line.
 class Lines {
-  public:
+public:
     explicit Lines(std::string_view text) : text_(text) {}
 
     std::optional<std::string_view> next() {
@@ -90,7 +90,7 @@ class Lines {
     // The 1-based number of the line last returned.
     std::uint64_t number() const { return number_; }
 
-  private:
+private:
     std::string_view text_;
     std::size_t position_ = 0;
     std::uint64_t number_ = 0;

@@ -34,20 +34,23 @@ bool anyWholeGroupSelected(const FileList& groups) {
 // Whether the copy on disk is still the one the search saw. A record without a stamp cannot
 // be checked, so it never counts as unchanged. A package folder is the same folder while its
 // device and inode are: its own size and time change with whatever is put inside.
-std::optional<std::string> changedSinceSearch(const DuplicateFile& member, bool* isFolder = nullptr) {
+std::optional<std::string> changedSinceSearch(const DuplicateFile& member,
+                                              bool* isFolder = nullptr) {
     if (member.stamp == FileStamp{}) return "it was not scanned by this search";
     const auto now = platform::followedAttributes(member.path);
     if (!now) return "it can no longer be read: " + now.error();
     if (isFolder != nullptr) *isFolder = now->isFolder;
     const FileStamp& then = member.stamp;
-    const bool same = now->device == then.device && now->inode == then.inode &&
-                      (now->isFolder || (now->size == then.size && now->modifiedNanoseconds == then.modified));
+    const bool same =
+        now->device == then.device && now->inode == then.inode &&
+        (now->isFolder || (now->size == then.size && now->modifiedNanoseconds == then.modified));
     if (!same) return "it changed since the search";
     return std::nullopt;
 }
 
 // Why the selected member must stay, or nothing when it may go.
-std::optional<std::string> reasonToKeep(const File& group, const std::vector<DuplicateFile>& members,
+std::optional<std::string> reasonToKeep(const File& group,
+                                        const std::vector<DuplicateFile>& members,
                                         const DuplicateFile& member, const CleaningSafety& safety) {
     bool isFolder = false;
     if (auto changed = changedSinceSearch(member, &isFolder)) return changed;
@@ -57,13 +60,14 @@ std::optional<std::string> reasonToKeep(const File& group, const std::vector<Dup
     }
     // The user chose to remove the whole group and confirmed it: nothing is meant to stay.
     if (staying.empty()) return std::nullopt;
-    const auto unchanged = std::find_if(staying.begin(), staying.end(), [](const DuplicateFile* other) {
-        return !changedSinceSearch(*other).has_value();
-    });
+    const auto unchanged = std::find_if(
+        staying.begin(), staying.end(),
+        [](const DuplicateFile* other) { return !changedSinceSearch(*other).has_value(); });
     if (unchanged == staying.end()) return "no copy of it that stays is still there unchanged";
     if (group.size >= kHashThreshold && safety.compareSizeOnlyGroups && !isFolder) {
         const auto same = platform::sameBytes(member.path, (*unchanged)->path);
-        if (!same) return "it could not be compared with \"" + (*unchanged)->path + "\": " + same.error();
+        if (!same)
+            return "it could not be compared with \"" + (*unchanged)->path + "\": " + same.error();
         if (!*same) return "its contents differ from \"" + (*unchanged)->path + "\", which stays";
     }
     return std::nullopt;
@@ -146,7 +150,8 @@ std::string stayedText(const CleanReport& report) {
     if (report.kept.empty() && report.failed.empty()) return {};
     std::string text = "These copies were not removed:";
     for (const KeptCopy& copy : report.kept) text += "\n" + copy.path + ": " + copy.reason + ".";
-    for (const std::string& path : report.failed) text += "\n" + path + ": it could not be removed.";
+    for (const std::string& path : report.failed)
+        text += "\n" + path + ": it could not be removed.";
     return text;
 }
 

@@ -91,7 +91,8 @@ CleanReport ResultsModel::OnClean() {
     // The questions ran the event loop, which may have started another step meanwhile; it must
     // be done before members leave their groups.
     settleBackgroundStep();
-    report = removeSelectedCopies(settingsManager, fileList, cleaningSafetyFrom(services_.userDefaults));
+    report =
+        removeSelectedCopies(settingsManager, fileList, cleaningSafetyFrom(services_.userDefaults));
 
     firstUpdate = true;
     view_.selectGroupRow(0);

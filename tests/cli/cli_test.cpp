@@ -22,13 +22,16 @@ Outcome runCli(const std::string& arguments, const std::string& environment = ""
     FILE* pipe = ::popen(command.c_str(), "r");
     Outcome outcome{-1, {}};
     char buffer[4096];
-    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe)) outcome.out.append(buffer, got);
+    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
+        outcome.out.append(buffer, got);
     const int status = ::pclose(pipe);
     outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return outcome;
 }
 
-std::string quoted(const std::string& path) { return "'" + path + "'"; }
+std::string quoted(const std::string& path) {
+    return "'" + path + "'";
+}
 
 TEST(Cli, refusesBadInputWithExitCode2) {
     testing::TempTree tree;
@@ -36,7 +39,8 @@ TEST(Cli, refusesBadInputWithExitCode2) {
     EXPECT_EQ(runCli(quoted(tree.path("missing"))).exitCode, 2);
     EXPECT_EQ(runCli(quoted(file)).exitCode, 2);
     EXPECT_EQ(runCli("--min-size 2M --max-size 1M " + quoted(tree.root())).exitCode, 2);
-    EXPECT_EQ(runCli("--min-size 200G " + quoted(tree.root())).exitCode, 2) << "above the default maximum";
+    EXPECT_EQ(runCli("--min-size 200G " + quoted(tree.root())).exitCode, 2)
+        << "above the default maximum";
     EXPECT_EQ(runCli("--min-size lots " + quoted(tree.root())).exitCode, 2);
     EXPECT_EQ(runCli("--frobnicate " + quoted(tree.root())).exitCode, 2);
     EXPECT_EQ(runCli("--help").exitCode, 0);
@@ -53,8 +57,10 @@ TEST(Cli, printsOneBlockPerGroupOrSaysThereIsNone) {
     const Outcome found = runCli("--min-size 2K --max-size 2K " + quoted(tree.root()));
     EXPECT_EQ(found.exitCode, 0);
     // Walked a, b, c; the quicksort orders them c, a, b, so a heads.
-    EXPECT_EQ(found.out, "2.0 KB, 2 files\n" + tree.path("a.jpg") + "\n" + tree.path("b.jpg") + "\n\n");
-    EXPECT_EQ(runCli("--min-size 1 --ext txt " + quoted(tree.root())).out, "No duplicate files found.\n");
+    EXPECT_EQ(found.out,
+              "2.0 KB, 2 files\n" + tree.path("a.jpg") + "\n" + tree.path("b.jpg") + "\n\n");
+    EXPECT_EQ(runCli("--min-size 1 --ext txt " + quoted(tree.root())).out,
+              "No duplicate files found.\n");
 }
 
 TEST(Cli, marksGroupsMatchedOnSizeAlone) {
@@ -63,8 +69,9 @@ TEST(Cli, marksGroupsMatchedOnSizeAlone) {
     tree.createSparse("big-b", 104857600, 5, 'b');
     const Outcome text = runCli("--min-size 100M " + quoted(tree.root()));
     EXPECT_EQ(text.out.substr(0, text.out.find('\n')), "100.0 MB, 2 files (matched on size alone)");
-    EXPECT_NE(runCli("--json --min-size 100M " + quoted(tree.root())).out.find("\"sizeOnly\": true"),
-              std::string::npos);
+    EXPECT_NE(
+        runCli("--json --min-size 100M " + quoted(tree.root())).out.find("\"sizeOnly\": true"),
+        std::string::npos);
 }
 
 TEST(Cli, takesTheScanSettingsFromAProfileUnderItsOwnOptions) {
@@ -78,11 +85,14 @@ TEST(Cli, takesTheScanSettingsFromAProfileUnderItsOwnOptions) {
         tree.createFile("profile.kvr", "1\ntxt\n1\n2048\n0.0\n1.0\n0\n1\n1\n0\n1\n");
     const Outcome fromProfile = runCli("--profile " + quoted(profile) + " " + quoted(tree.root()));
     EXPECT_EQ(fromProfile.exitCode, 0);
-    EXPECT_EQ(fromProfile.out, "1.5 KB, 2 files\n" + tree.path("b.txt") + "\n" + tree.path("a.txt") + "\n\n");
+    EXPECT_EQ(fromProfile.out,
+              "1.5 KB, 2 files\n" + tree.path("b.txt") + "\n" + tree.path("a.txt") + "\n\n");
     const Outcome overridden =
         runCli("--profile " + quoted(profile) + " --ext jpg " + quoted(tree.root()));
     EXPECT_NE(overridden.out.find("c.jpg"), std::string::npos) << overridden.out;
-    EXPECT_EQ(runCli("--profile " + quoted(profile) + " --min-size 3K " + quoted(tree.root())).exitCode, 2)
+    EXPECT_EQ(
+        runCli("--profile " + quoted(profile) + " --min-size 3K " + quoted(tree.root())).exitCode,
+        2)
         << "the profile's maximum is below the minimum given";
     const std::string damaged = tree.createFile("damaged.kvr", "2\ntxt\n");
     EXPECT_EQ(runCli("--profile " + quoted(damaged) + " " + quoted(tree.root())).exitCode, 2);
@@ -108,7 +118,8 @@ TEST(Cli, keepsTheOldestAndCleansTheRestToTheTrashOfTheHome) {
     EXPECT_EQ(runCli("--clean trash " + quoted(tree.path("data"))).exitCode, 2) << "without --keep";
     const Outcome declined = runCli("--clean delete " + search + " < /dev/null");
     EXPECT_NE(declined.out.find("Nothing was removed."), std::string::npos);
-    ASSERT_TRUE(std::filesystem::exists(copy)) << "a dry run and a declined question remove nothing";
+    ASSERT_TRUE(std::filesystem::exists(copy))
+        << "a dry run and a declined question remove nothing";
 
     const Outcome cleaned = runCli(search + " --clean trash --yes", environment);
     EXPECT_EQ(cleaned.exitCode, 0) << cleaned.out;
@@ -122,7 +133,8 @@ TEST(Cli, refusesCustomKeepingWithoutAReadableRuleText) {
     testing::TempTree tree;
     const std::string rules = tree.createFile("rules.txt", "0\n0\n1\n");
     EXPECT_EQ(runCli("--keep custom " + quoted(tree.root())).exitCode, 2);
-    EXPECT_EQ(runCli("--keep custom --rules " + quoted(rules) + " " + quoted(tree.root())).exitCode, 2);
+    EXPECT_EQ(runCli("--keep custom --rules " + quoted(rules) + " " + quoted(tree.root())).exitCode,
+              2);
     EXPECT_EQ(runCli("--keep sometimes " + quoted(tree.root())).exitCode, 2);
 }
 

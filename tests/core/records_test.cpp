@@ -21,9 +21,9 @@ TEST(FileRecord, takesTheLowerCasedExtensionAndItsCategoryFromTheName) {
         {"Photo.JPG", "jpg", FileCategory::Pictures},
         {"Report.PDF", "pdf", FileCategory::Documents},
         {"README", "", FileCategory::Other},
-        {"scan.dds ", "dds ", FileCategory::Pictures},   // the stored entry has its blank
-        {"clip.wmf", "wmf", FileCategory::Other},        // the movie list holds "WMF" only
-        {"song.ogg", "ogg", FileCategory::Music},        // first list wins over movies
+        {"scan.dds ", "dds ", FileCategory::Pictures},  // the stored entry has its blank
+        {"clip.wmf", "wmf", FileCategory::Other},       // the movie list holds "WMF" only
+        {"song.ogg", "ogg", FileCategory::Music},       // first list wins over movies
         {"anim.mng", "mng", FileCategory::Pictures},
         {"Letter.pages", "pages", FileCategory::Documents},
         {"Tool.app", "app", FileCategory::Other},

@@ -54,7 +54,8 @@ TEST(DateText, comesFromTheFileOrIsAbsent) {
     ASSERT_TRUE(created && modified);
     EXPECT_EQ(created->size(), 17u);
     const auto now = std::chrono::system_clock::now();
-    EXPECT_TRUE(*created == formatDate(now) || *created == formatDate(now - std::chrono::seconds(1)))
+    EXPECT_TRUE(*created == formatDate(now) ||
+                *created == formatDate(now - std::chrono::seconds(1)))
         << *created << " for a file made just now";
     EXPECT_FALSE(tools.creationDateText(tree.path("missing")));
     EXPECT_FALSE(tools.modificationDateText(tree.path("missing")));

@@ -67,7 +67,8 @@ TEST(Equivalence, hashThreadsChangeNothingOnRandomTrees) {
         const Outcome reference = search(tree.root(), 0);
         for (unsigned threads : {1u, 2u, 3u}) {
             const Outcome fast = search(tree.root(), threads);
-            ASSERT_EQ(fast.groups, reference.groups) << "round " << round << ", " << threads << " threads";
+            ASSERT_EQ(fast.groups, reference.groups)
+                << "round " << round << ", " << threads << " threads";
             ASSERT_EQ(fast.progress, reference.progress);
             ASSERT_EQ(fast.console, reference.console);
         }
@@ -96,7 +97,8 @@ TEST(HostileTrees, aFileThatChangesSizeAfterTheWalkIsGroupedWithNothing) {
         testing::EngineHarness engine;
         engine.onPost = [&](std::size_t) {
             // Once the walk has listed all three, b grows before anything is read.
-            if (engine.posted.back().totalFiles == 3 && std::filesystem::file_size(tree.path("b")) == 30000) {
+            if (engine.posted.back().totalFiles == 3 &&
+                std::filesystem::file_size(tree.path("b")) == 30000) {
                 tree.createFilled("b", 30001, 'x');
             }
         };
@@ -122,7 +124,8 @@ TEST(HostileTrees, specialFilesAreNeverListedOrOpened) {
     testing::EngineHarness engine;
     FileTools tools = engine.tools();
     tools.scanFolders({tree.path("d")}, 0, UINT64_MAX, true, {});
-    EXPECT_EQ(testing::relativePaths(tools.fileList, tree.root()), std::vector<std::string>{"d/regular"});
+    EXPECT_EQ(testing::relativePaths(tools.fileList, tree.root()),
+              std::vector<std::string>{"d/regular"});
 }
 
 TEST(HostileTrees, pathsLongerThanTheSystemLimitAreFoundAndGrouped) {

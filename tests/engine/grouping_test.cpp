@@ -46,7 +46,7 @@ TEST(Sort, ordersEqualSizesAsTheLomutoQuicksortDoes) {
     FileTools tools = engine.tools();
     FileList three = recordsOfSizes({7, 7, 7});  // walked as A, B, C
     tools.sortBySizeDescending(three, 0, 2);
-    EXPECT_EQ(names(three), "2 0 1 ");  // C, A, B
+    EXPECT_EQ(names(three), "2 0 1 ");             // C, A, B
     FileList four = recordsOfSizes({5, 9, 5, 9});  // A, B, C, D
     tools.sortBySizeDescending(four, 0, 3);
     EXPECT_EQ(names(four), "3 1 0 2 ");  // D, B, A, C
@@ -64,7 +64,8 @@ TEST(Sort, boundedStackVersionGivesTheSameOrderOnListsWithManyTies) {
         if (round % 5 == 0) std::sort(sizes.begin(), sizes.end(), std::greater<>());
         if (round % 5 == 1) std::sort(sizes.begin(), sizes.end());
         if (round % 5 == 2) std::iota(sizes.begin(), sizes.end(), 1);
-        if (round % 5 == 3) std::sort(sizes.begin(), sizes.begin() + sizes.size() / 2, std::greater<>());
+        if (round % 5 == 3)
+            std::sort(sizes.begin(), sizes.begin() + sizes.size() / 2, std::greater<>());
         FileList ours = recordsOfSizes(sizes);
         FileList reference = recordsOfSizes(sizes);
         tools.sortBySizeDescending(ours, 0, static_cast<std::int64_t>(ours.size()) - 1);
@@ -73,8 +74,8 @@ TEST(Sort, boundedStackVersionGivesTheSameOrderOnListsWithManyTies) {
     }
 }
 
-FileList search(testing::EngineHarness& engine, const std::string& folder, std::uint64_t minimum = 0,
-                bool ignorePackages = true) {
+FileList search(testing::EngineHarness& engine, const std::string& folder,
+                std::uint64_t minimum = 0, bool ignorePackages = true) {
     FileTools tools = engine.tools();
     return tools.findDuplicates({folder}, minimum, UINT64_MAX, ignorePackages, {});
 }
@@ -150,7 +151,8 @@ TEST(Grouping, emptyUnreadableAndPackageFilesGroupByTheDigestOfNothing) {
         testing::EngineHarness unprivileged;
         const FileList locked = search(unprivileged, tree.path("locked"));
         return locked.size() == 1 && locked[0]->duplicates.size() == 1 &&
-               console.lines().size() == 2 && console.anyStartsWith("Ooops! Something went wrong: ");
+               console.lines().size() == 2 &&
+               console.anyStartsWith("Ooops! Something went wrong: ");
     }));
 }
 

@@ -21,11 +21,10 @@ struct Search {
         platform::ObserverRegistration closer(
             engine.center, kSearchThreadFinished,
             [this](const platform::UserInfo&) { loop.async([this] { loop.quit(); }); });
-        auto searchRun = SearchRun::create({engine.settings, engine.center, *pool, loop},
-                                           [this] {
-                                               finished = true;
-                                               loop.quit();
-                                           });
+        auto searchRun = SearchRun::create({engine.settings, engine.center, *pool, loop}, [this] {
+            finished = true;
+            loop.quit();
+        });
         searchRun->startSearch();
         loop.run();
         pool.reset();  // after a cancel the worker may still be finishing: wait for it
@@ -104,8 +103,8 @@ TEST(SearchRun, aCancelAfterTheEngineReturnedStillClosesAndKeepsNoGroups) {
     engine.settings.minimumFileSize = 0;
     platform::RunLoop loop;
     bool finished = false;
-    auto run = SearchRun::create({engine.settings, engine.center, loop, loop},
-                                 [&] { finished = true; });
+    auto run =
+        SearchRun::create({engine.settings, engine.center, loop, loop}, [&] { finished = true; });
     run->runSearch();  // the worker is done and has scheduled the end on the main queue
     ASSERT_EQ(engine.settings.duplicateFileList.size(), 1u);
     engine.settings.searchCanceledByUser = true;  // the user clicks cancel just now

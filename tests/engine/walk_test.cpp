@@ -152,8 +152,9 @@ TEST(Walk, honoursTheLocationTable) {
     testing::EngineHarness engine;
     FileTools tools(engine.settings, engine.center, platform::LocationTable::macOS(tree.root()));
     tools.scanFolders({tree.root()}, 0, UINT64_MAX, true, {});
-    EXPECT_EQ(relativePaths(tools.fileList, tree.root()),
-              (Paths{"Applications/Tool/c", "Users/me/a.jpg", "Volumes/Backup/Users/me/Library/e"}));
+    EXPECT_EQ(
+        relativePaths(tools.fileList, tree.root()),
+        (Paths{"Applications/Tool/c", "Users/me/a.jpg", "Volumes/Backup/Users/me/Library/e"}));
 }
 
 }  // namespace

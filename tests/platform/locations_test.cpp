@@ -34,10 +34,10 @@ TEST(LinuxLocations, scanUserDataEverywhereButTheSystemTrees) {
                                 "/run/media/me/USB/a.jpg", "/home/me/usr/lib"}) {
         EXPECT_TRUE(table.allows(allowed)) << allowed;
     }
-    for (const char* denied : {"/proc", "/proc/1/fd", "/sys/kernel", "/dev/sda", "/run/user/1000",
-                               "/boot/vmlinuz", "/etc/passwd", "/usr/share", "/bin", "/sbin/init",
-                               "/lib", "/lib64/ld.so", "/libx32", "/var/log", "/snap/core",
-                               "/lost+found"}) {
+    for (const char* denied :
+         {"/proc", "/proc/1/fd", "/sys/kernel", "/dev/sda", "/run/user/1000", "/boot/vmlinuz",
+          "/etc/passwd", "/usr/share", "/bin", "/sbin/init", "/lib", "/lib64/ld.so", "/libx32",
+          "/var/log", "/snap/core", "/lost+found"}) {
         EXPECT_FALSE(table.allows(denied)) << denied;
     }
 }

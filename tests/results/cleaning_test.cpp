@@ -30,7 +30,8 @@ FilePtr groupOf(TempTree& tree, const std::vector<std::string>& names) {
     for (const std::string& name : names) paths.push_back(tree.createFile(name, "same"));
     auto group = std::make_shared<File>(paths[0], pathExtension(paths[0]), 4);
     for (const std::string& path : paths) {
-        group->duplicates.emplace_back(path, "20-01-01 10:00:00").stamp = *FileTools::currentStamp(path);
+        group->duplicates.emplace_back(path, "20-01-01 10:00:00").stamp =
+            *FileTools::currentStamp(path);
     }
     return group;
 }
@@ -142,8 +143,8 @@ TEST_F(Cleaning, failedRemovalsAreReportedAndTheWindowClosesWhenNothingIsLeft) {
     EXPECT_TRUE(results.settings.duplicateFileList.empty());
     ASSERT_EQ(texts(results.alerts).size(), 2u);
     EXPECT_EQ(texts(results.alerts)[0], kCleaned);
-    EXPECT_EQ(texts(results.alerts)[1],
-              "These copies were not removed:\n" + tree.path("b/two.txt") + ": it could not be removed.");
+    EXPECT_EQ(texts(results.alerts)[1], "These copies were not removed:\n" +
+                                            tree.path("b/two.txt") + ": it could not be removed.");
     EXPECT_TRUE(results.view.closed);
 }
 
@@ -161,11 +162,12 @@ TEST_F(Cleaning, aCopyIsRemovedOnlyWhileItAndACopyThatStaysAreWhatTheSearchSaw) 
     const CleanReport report = results.model->OnClean();
     results.runQueues();
 
-    EXPECT_EQ(report.removed, (std::vector<std::string>{tree.path("a/song.mp3"), tree.path("b/song.mp3")}));
+    EXPECT_EQ(report.removed,
+              (std::vector<std::string>{tree.path("a/song.mp3"), tree.path("b/song.mp3")}));
     ASSERT_EQ(report.kept.size(), 2u);
     EXPECT_EQ(report.kept[0], (KeptCopy{tree.path("b/one.txt"), "it changed since the search"}));
-    EXPECT_EQ(report.kept[1],
-              (KeptCopy{tree.path("b/two.txt"), "no copy of it that stays is still there unchanged"}));
+    EXPECT_EQ(report.kept[1], (KeptCopy{tree.path("b/two.txt"),
+                                        "no copy of it that stays is still there unchanged"}));
     EXPECT_TRUE(fs::exists(tree.path("b/one.txt")) && fs::exists(tree.path("b/two.txt")));
     EXPECT_EQ(three->duplicates.size(), 3u) << "a copy kept back stays in its group";
     EXPECT_TRUE(console.anyStartsWith("Kept \"" + tree.path("b/one.txt")));
@@ -175,7 +177,8 @@ TEST(CleaningLargeCopies, sizeOnlyGroupsAreComparedByteForByteBeforeACopyGoes) {
     TempTree tree;
     std::vector<std::string> paths;
     for (char marker : {'a', 'a', 'b'}) {
-        paths.push_back(tree.createSparse("big" + std::to_string(paths.size()), kHashThreshold, 7, marker));
+        paths.push_back(
+            tree.createSparse("big" + std::to_string(paths.size()), kHashThreshold, 7, marker));
     }
     auto group = std::make_shared<File>(paths[0], "", kHashThreshold);
     for (const std::string& path : paths) {

@@ -46,7 +46,8 @@ TEST(CustomSettingsText, readsFourDigitYearsAndStopsAtTheFirstBadLine) {
     EXPECT_EQ(settings.customFilePath, " ");
 
     settings.customFileExtensions = {"kept"};
-    EXPECT_FALSE(LoadCustomSettings(settings, "1\n1\n0\n31/12/99\n1\n0\n0\n01/01/2017\n1\n0\n2x0\n"));
+    EXPECT_FALSE(
+        LoadCustomSettings(settings, "1\n1\n0\n31/12/99\n1\n0\n0\n01/01/2017\n1\n0\n2x0\n"));
     EXPECT_EQ(settings.secondDateState, 1);
     EXPECT_EQ(settings.firstFileSizeComparisonItem, 0);
     EXPECT_EQ(formatDate(settings.firstDate, "yyyy"), "1999") << "two-digit years take a window";

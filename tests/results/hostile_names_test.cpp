@@ -30,8 +30,8 @@ std::string makeDeepFile(const std::string& root, int count, const std::string& 
         path += "/d";
     }
     const int file = ::openat(folder, "deep.bin", O_WRONLY | O_CREAT, 0644);
-    const bool written = ::write(file, contents.data(), contents.size()) ==
-                         static_cast<ssize_t>(contents.size());
+    const bool written =
+        ::write(file, contents.data(), contents.size()) == static_cast<ssize_t>(contents.size());
     ::close(file);
     ::close(folder);
     return written ? path + "/deep.bin" : "";

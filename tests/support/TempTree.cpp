@@ -30,7 +30,8 @@ TempTree::~TempTree() {
     std::error_code error;
     for (auto it = fs::recursive_directory_iterator(root_, error);
          it != fs::recursive_directory_iterator(); it.increment(error)) {
-        if (!it->is_symlink()) fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, error);
+        if (!it->is_symlink())
+            fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, error);
     }
     fs::remove_all(root_, error);
 }
@@ -92,9 +93,13 @@ ConsoleCollector::ConsoleCollector() : lines_(std::make_shared<std::vector<std::
     platform::setConsoleSink([lines = lines_](const std::string& line) { lines->push_back(line); });
 }
 
-ConsoleCollector::~ConsoleCollector() { platform::setConsoleSink({}); }
+ConsoleCollector::~ConsoleCollector() {
+    platform::setConsoleSink({});
+}
 
-std::vector<std::string> ConsoleCollector::lines() const { return *lines_; }
+std::vector<std::string> ConsoleCollector::lines() const {
+    return *lines_;
+}
 
 bool ConsoleCollector::anyStartsWith(const std::string& prefix) const {
     for (const std::string& line : *lines_) {

@@ -309,7 +309,8 @@ private Q_SLOTS:
             QTRY_VERIFY(!results.resultsModel().updating);
             child<QAbstractButton>(results, "checkApplyForAll")->click();
             auto* control = child<SegmentedControl>(results, "segmentedControlKeep");
-            child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(KeepOldest)))->click();
+            child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(KeepOldest)))
+                ->click();
             QTRY_VERIFY(!results.resultsModel().updating);
             child<QAbstractButton>(results, "buttonClean")->click();
             QTRY_VERIFY(!results.isVisible());
@@ -321,7 +322,8 @@ private Q_SLOTS:
         const fs::path trash = fs::path(qgetenv("XDG_DATA_HOME").toStdString()) / "Trash";
         int trashed = 0;
         for (const auto& entry : fs::directory_iterator(trash / "info")) {
-            trashed += contents(entry.path().string()).find(fixture->tree.root()) != std::string::npos;
+            trashed +=
+                contents(entry.path().string()).find(fixture->tree.root()) != std::string::npos;
         }
         QCOMPARE(trashed, 5);  // every copy but one of each group
         for (const char* name : {"bundle.zip", "report.pdf", "song.mp3", "photo.jpg"}) {

@@ -14,8 +14,8 @@
 namespace kelvora {
 
 inline constexpr const char* kShowRateMessage = "ShowRateMessage";
-// The application's page in the desktop's software centre (GNOME Software, KDE Discover).
-inline constexpr const char* kStorePageAddress = "appstream://org.kelvora.Kelvora";
+// The product page on the project's own site, opened in the browser by "Yes, Rate Kelvora".
+inline constexpr const char* kStorePageAddress = "https://kelvora.app/store";
 
 enum class CleanOutcome {
     NothingSelected,  // the notice was shown, nothing removed

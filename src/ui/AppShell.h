@@ -13,7 +13,6 @@ namespace kelvora {
 inline constexpr const char* kHelpRemoveDuplicatesAddress =
     "https://kelvora.app/help/remove-duplicates";
 inline constexpr const char* kHelpCustomSelectAddress = "https://kelvora.app/help/custom-select";
-inline constexpr const char* kStoreAddress = "https://kelvora.app/store";
 
 // Hands the address to the desktop's default handler (the browser) without waiting for it;
 // an address that does not make a URL does nothing.

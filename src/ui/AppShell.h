@@ -1,4 +1,4 @@
-// The application shell: the addresses of the help pages and the store, the window actions
+// The application shell: the addresses of the help pages, the window actions
 // that every window shares (minimise, the two help pages), and the application's icon.
 #pragma once
 

@@ -4,11 +4,16 @@
 #include "engine/DigestPipeline.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <chrono>
+#include <cstring>
+#include <span>
 #include <string_view>
 
 #include "engine/FileTools.h"
 #include "platform/Md5.h"
+#include "platform/PrefixReads.h"
 
 namespace kelvora {
 
@@ -17,12 +22,65 @@ namespace {
 // Files up to this size are read whole at once: their digest costs no more than a prefix.
 constexpr std::uint64_t kReadWhole = 16 * 1024;
 constexpr std::size_t kPrefix = 4 * 1024;
+// Room per file of a batch: a file read whole asks for one byte more than it should have.
+constexpr std::size_t kSlot = kReadWhole + 1;
+// Small files that may be copies are hashed from the bytes already read, as long as a
+// worker's copies of them stay within this; beyond it they are read again.
+constexpr std::size_t kKeptBytes = 2 * 1024 * 1024;
+
+// A quick 64-bit hash of the bytes read from a file. It only sorts the files of a run into
+// those that may be copies and those that cannot be: equal bytes always hash alike, and the
+// rare unequal bytes that hash alike are told apart by their MD5 digests afterwards.
+std::uint64_t quickHash(std::string_view bytes) {
+    constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15ull;
+    constexpr std::uint64_t kMix = 0xC2B2AE3D27D4EB4Full;
+    const char* data = bytes.data();
+    const std::size_t length = bytes.size();
+    // Four independent lanes keep the multipliers busy.
+    std::uint64_t lanes[4] = {length, kOdd, kMix, ~length};
+    std::size_t at = 0;
+    for (; at + 32 <= length; at += 32) {
+        for (std::size_t lane = 0; lane < 4; ++lane) {
+            std::uint64_t word;
+            std::memcpy(&word, data + at + 8 * lane, sizeof word);
+            lanes[lane] = std::rotl(lanes[lane] + word * kMix, 31) * kOdd;
+        }
+    }
+    std::uint64_t hash = lanes[0] ^ std::rotl(lanes[1], 7) ^ std::rotl(lanes[2], 12) ^
+                         std::rotl(lanes[3], 18);
+    for (; at < length; ++at) hash = (hash ^ static_cast<unsigned char>(data[at])) * kOdd;
+    hash ^= hash >> 33;
+    hash *= kMix;
+    hash ^= hash >> 29;
+    return hash;
+}
 
 }  // namespace
 
+// What one worker thread keeps between the runs it settles.
+class DigestPipeline::Worker {
+public:
+    explicit Worker(bool batchedReads)
+        : reads(batchedReads),
+          buffers(reads.active() ? platform::PrefixReads::kBatch * kSlot : 0) {}
+
+    struct Look {
+        std::uint64_t signature = 0;
+        std::int64_t kept = -1;  // offset of the bytes in kept, if they were kept
+        bool read = false;       // false: unreadable, changed, or not reached before a cancel
+    };
+    Look& look(std::size_t index) { return looks[index - base]; }
+
+    platform::PrefixReads reads;
+    std::vector<char> buffers;
+    std::vector<Look> looks;  // for the list indexes of the chunk being settled
+    std::size_t base = 0;
+    std::vector<char> kept;
+};
+
 DigestPipeline::DigestPipeline(const FileList& list, const std::atomic<bool>& canceled,
-                               unsigned threads)
-    : list_(list), canceled_(canceled), distinct_(list.size(), 0) {
+                               unsigned threads, bool batchedReads)
+    : list_(list), canceled_(canceled), distinct_(list.size(), 0), batchedReads_(batchedReads) {
     for (std::size_t begin = 0; begin < list.size();) {
         std::size_t end = begin + 1;
         while (end < list.size() && list[end]->size == list[begin]->size) ++end;
@@ -30,9 +88,17 @@ DigestPipeline::DigestPipeline(const FileList& list, const std::atomic<bool>& ca
         begin = end;
     }
     settled_.assign(runs_.size(), 0);
+    for (std::size_t run = 0; run < runs_.size();) {
+        const std::size_t first = run;
+        for (std::size_t files = 0; run < runs_.size() && files < platform::PrefixReads::kBatch;
+             ++run) {
+            files += runs_[run].end - runs_[run].begin;
+        }
+        chunks_.push_back({first, run});
+    }
     const unsigned count =
-        std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(runs_.size())));
-    if (runs_.empty()) return;
+        std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(chunks_.size())));
+    if (chunks_.empty()) return;
     for (unsigned i = 0; i < count; ++i) threads_.emplace_back([this] { work(); });
 }
 
@@ -42,57 +108,135 @@ DigestPipeline::~DigestPipeline() {
 }
 
 void DigestPipeline::work() {
+    Worker worker(batchedReads_);
     for (;;) {
-        const std::size_t index = nextRun_.fetch_add(1);
-        if (index >= runs_.size() || canceled_.load()) return;
-        settle(runs_[index]);
-        {
-            std::lock_guard lock(mutex_);
-            settled_[index] = 1;
+        const std::size_t index = nextChunk_.fetch_add(1);
+        if (index >= chunks_.size() || canceled_.load()) return;
+        const Chunk& chunk = chunks_[index];
+        readChunk(chunk, worker);
+        for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+            settleRun(runs_[run], worker);
+            {
+                std::lock_guard lock(mutex_);
+                settled_[run] = 1;
+            }
+            runSettled_.notify_all();
         }
-        runSettled_.notify_all();
     }
 }
 
-void DigestPipeline::settle(const Run& run) {
-    // What tells the files apart cheaply: the digest of a small file, of a big one's prefix.
+void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {
+    worker.base = runs_[chunk.firstRun].begin;
+    worker.looks.assign(runs_[chunk.endRun - 1].end - worker.base, {});
+    worker.kept.clear();
+    std::vector<std::size_t> batch;
+    batch.reserve(platform::PrefixReads::kBatch);
+    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+        for (std::size_t i = runs_[run].begin; i < runs_[run].end; ++i) {
+            batch.push_back(i);
+            if (batch.size() == platform::PrefixReads::kBatch) {
+                readBatch(batch, worker);
+                batch.clear();
+            }
+        }
+    }
+    readBatch(batch, worker);
+}
+
+void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& worker) {
+    if (batch.empty() || canceled_.load()) return;
+    std::array<platform::PrefixReads::Item, platform::PrefixReads::kBatch> items;
+    if (worker.reads.active()) {
+        for (std::size_t k = 0; k < batch.size(); ++k) {
+            const File& file = *list_[batch[k]];
+            items[k].path = file.path.c_str();
+            items[k].expectedSize = file.stamp.size;
+            items[k].length = file.stamp.size <= kReadWhole ? kReadWhole : kPrefix;
+            items[k].buffer = worker.buffers.data() + k * kSlot;
+        }
+        worker.reads.read(std::span(items.data(), batch.size()));
+    }
+    for (std::size_t k = 0; k < batch.size(); ++k) {
+        if (worker.reads.active() && items[k].ok) {
+            take(batch[k], std::string_view(items[k].buffer, items[k].bytes), worker);
+        } else {
+            // Whatever kept the batch from reading the file, the ordinary read meets it again
+            // and reports it as the one-by-one search does.
+            readOrdinary(batch[k], worker);
+        }
+    }
+}
+
+void DigestPipeline::readOrdinary(std::size_t index, Worker& worker) {
+    if (canceled_.load()) return;
+    File& file = *list_[index];
+    const bool readWhole = file.stamp.size <= kReadWhole;
+    std::uint64_t sizeNow = 0;
+    auto read = platform::readPrefix(file.path, readWhole ? kReadWhole : kPrefix, &sizeNow);
+    if (!read) {
+        // An unreadable file counts as zero bytes, as it always has; its line is printed
+        // when the comparison first reaches it.
+        file.MD5Hash = FileTools::emptyDigest();
+        note(index, "Ooops! Something went wrong: " + read.error());
+        return;
+    }
     // Sizes are those of what the walk found (a link's target), not the walk's own sizes.
-    std::vector<std::string> signatures(run.end - run.begin);
-    for (std::size_t i = run.begin; i < run.end; ++i) {
-        if (canceled_.load()) return;
-        File& file = *list_[i];
-        const bool readWhole = file.stamp.size <= kReadWhole;
-        std::uint64_t sizeNow = 0;
-        auto read = platform::readPrefix(file.path, readWhole ? kReadWhole : kPrefix, &sizeNow);
-        if (!read) {
-            // An unreadable file counts as zero bytes, as it always has; its line is printed
-            // when the comparison first reaches it.
-            file.MD5Hash = FileTools::emptyDigest();
-            note(i, "Ooops! Something went wrong: " + read.error());
-            continue;
-        }
-        if (sizeNow != file.stamp.size || (readWhole && read->size() != file.stamp.size)) {
-            file.MD5Hash = kChangedSinceScan;
-            note(i, FileTools::changedSinceScanLine(file));
-            continue;
-        }
-        std::string digest = platform::base64(platform::md5OfBytes(read->data(), read->size()));
-        if (readWhole) file.MD5Hash = digest;
-        signatures[i - run.begin] = std::move(digest);
+    if (sizeNow != file.stamp.size || (readWhole && read->size() != file.stamp.size)) {
+        file.MD5Hash = kChangedSinceScan;
+        note(index, FileTools::changedSinceScanLine(file));
+        return;
     }
-    std::unordered_map<std::string_view, int> counts;
-    for (const std::string& signature : signatures) {
-        if (!signature.empty()) ++counts[signature];
+    take(index, *read, worker);
+}
+
+void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& worker) {
+    Worker::Look& look = worker.look(index);
+    look.read = true;
+    look.signature = quickHash(bytes);
+    if (list_[index]->stamp.size <= kReadWhole && worker.kept.size() + bytes.size() <= kKeptBytes) {
+        look.kept = static_cast<std::int64_t>(worker.kept.size());
+        worker.kept.insert(worker.kept.end(), bytes.begin(), bytes.end());
+    }
+}
+
+void DigestPipeline::settleRun(const Run& run, Worker& worker) {
+    // A file whose bytes read hash unlike those of every other file of its size cannot be a
+    // copy of any of them.
+    const std::size_t length = run.end - run.begin;
+    std::vector<char> shared(length, 0);
+    if (length <= 16) {
+        for (std::size_t a = 0; a < length; ++a) {
+            const Worker::Look& first = worker.look(run.begin + a);
+            for (std::size_t b = a + 1; first.read && b < length; ++b) {
+                const Worker::Look& second = worker.look(run.begin + b);
+                if (second.read && second.signature == first.signature) shared[a] = shared[b] = 1;
+            }
+        }
+    } else {
+        std::unordered_map<std::uint64_t, int> counts;
+        for (std::size_t i = run.begin; i < run.end; ++i) {
+            if (worker.look(i).read) ++counts[worker.look(i).signature];
+        }
+        for (std::size_t i = run.begin; i < run.end; ++i) {
+            const Worker::Look& look = worker.look(i);
+            shared[i - run.begin] = look.read && counts[look.signature] > 1;
+        }
     }
     for (std::size_t i = run.begin; i < run.end; ++i) {
         File& file = *list_[i];
-        if (!file.MD5Hash.empty()) continue;
-        if (counts[signatures[i - run.begin]] < 2) {
+        if (!file.MD5Hash.empty()) continue;  // unreadable or changed: settled already
+        const Worker::Look& look = worker.look(i);
+        if (canceled_.load() || !look.read) return;
+        if (!shared[i - run.begin]) {
             distinct_[i] = 1;
             continue;
         }
-        if (canceled_.load()) return;
-        hashWhole(i, file);
+        if (look.kept >= 0) {
+            file.MD5Hash = platform::base64(platform::md5OfBytes(
+                worker.kept.data() + look.kept, static_cast<std::size_t>(file.stamp.size)));
+        } else {
+            hashWhole(i, file);
+        }
     }
 }
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <unordered_map>
 #include <vector>
@@ -19,7 +20,9 @@ namespace kelvora {
 class DigestPipeline {
 public:
     // list is sorted by size, largest first, and must not change while the pipeline lives.
-    DigestPipeline(const FileList& list, const std::atomic<bool>& canceled, unsigned threads);
+    // batchedReads: read the first bytes of files in batches where the kernel allows it.
+    DigestPipeline(const FileList& list, const std::atomic<bool>& canceled, unsigned threads,
+                   bool batchedReads = true);
     ~DigestPipeline();
     DigestPipeline(const DigestPipeline&) = delete;
     DigestPipeline& operator=(const DigestPipeline&) = delete;
@@ -38,8 +41,19 @@ private:
         std::size_t begin;
         std::size_t end;
     };
+    // Neighbouring runs settled together, so that their files' first bytes are read in one
+    // batch: most runs hold two or three files.
+    struct Chunk {
+        std::size_t firstRun;
+        std::size_t endRun;
+    };
+    class Worker;
     void work();
-    void settle(const Run& run);
+    void readChunk(const Chunk& chunk, Worker& worker);
+    void readBatch(const std::vector<std::size_t>& batch, Worker& worker);
+    void readOrdinary(std::size_t index, Worker& worker);
+    void take(std::size_t index, std::string_view bytes, Worker& worker);
+    void settleRun(const Run& run, Worker& worker);
     void hashWhole(std::size_t index, File& file);
     void note(std::size_t index, std::string line);
     std::size_t runOf(std::size_t index) const;
@@ -49,8 +63,10 @@ private:
     std::vector<Run> runs_;
     std::vector<std::uint8_t> distinct_;  // bytes, not bits: workers write neighbouring entries
     std::vector<char> settled_;           // per run
+    std::vector<Chunk> chunks_;
+    bool batchedReads_;
     std::unordered_map<std::size_t, std::string> errors_;
-    std::atomic<std::size_t> nextRun_{0};
+    std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;
     std::condition_variable runSettled_;
     std::vector<std::thread> threads_;

@@ -107,6 +107,9 @@ public:
     // progress.
     unsigned hashThreads = defaultHashThreads();
     static unsigned defaultHashThreads();
+    // With hash threads: read the first bytes of files in kernel batches where the system
+    // allows it. Off, every file is read with ordinary calls; the results are the same.
+    bool batchedReads = true;
 
 private:
     using FileIdSet = IdentitySet;

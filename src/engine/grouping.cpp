@@ -43,7 +43,7 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
     std::unique_ptr<DigestPipeline> pipeline;
     if (hashThreads > 0) {
         pipeline = std::make_unique<DigestPipeline>(fileList, settingsManager.searchCanceledByUser,
-                                                    hashThreads);
+                                                    hashThreads, batchedReads);
     }
     for (std::size_t i = 0; i + 1 < n; ++i) {
         postProgress(static_cast<std::int64_t>(i + 1));

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <random>
 
 #include "support/EngineHarness.h"
@@ -22,11 +23,14 @@ struct Outcome {
     std::vector<std::string> console;
 };
 
-Outcome search(const std::string& root, unsigned threads) {
+Outcome search(const std::string& root, unsigned threads, bool batchedReads = true,
+               const std::function<void(testing::EngineHarness&)>& onPost = {}) {
     testing::ConsoleCollector console;
     testing::EngineHarness engine;
+    if (onPost) engine.onPost = [&](std::size_t) { onPost(engine); };
     FileTools tools = engine.tools();
     tools.hashThreads = threads;
+    tools.batchedReads = batchedReads;
     Outcome outcome;
     for (const FilePtr& file : tools.findDuplicates({root}, 0, UINT64_MAX, true, {})) {
         std::string line = file->path + " <-";
@@ -66,11 +70,13 @@ TEST(Equivalence, hashThreadsChangeNothingOnRandomTrees) {
         buildRandomTree(tree, random);
         const Outcome reference = search(tree.root(), 0);
         for (unsigned threads : {1u, 2u, 3u}) {
-            const Outcome fast = search(tree.root(), threads);
-            ASSERT_EQ(fast.groups, reference.groups)
-                << "round " << round << ", " << threads << " threads";
-            ASSERT_EQ(fast.progress, reference.progress);
-            ASSERT_EQ(fast.console, reference.console);
+            for (bool batched : {true, false}) {
+                const Outcome fast = search(tree.root(), threads, batched);
+                ASSERT_EQ(fast.groups, reference.groups)
+                    << "round " << round << ", " << threads << " threads, batched " << batched;
+                ASSERT_EQ(fast.progress, reference.progress);
+                ASSERT_EQ(fast.console, reference.console);
+            }
         }
     }
 }
@@ -87,6 +93,47 @@ TEST(Equivalence, unreadableFilesAreReportedInTheSameOrder) {
         return reference.console.size() == 2 && fast.groups == reference.groups &&
                fast.console == reference.console && fast.progress == reference.progress;
     }));
+}
+
+// Files swapped after the walk: one shrinks, one becomes a named pipe, one a folder. The
+// batched reads must neither hang on the pipe nor report anything the one-by-one search
+// would not.
+TEST(Equivalence, filesReplacedAfterTheWalkAreReportedAlike) {
+    for (const std::size_t size : {3000u, 30000u}) {
+        const auto build = [size](testing::TempTree& tree) {
+            for (const char* name : {"a", "b", "c", "d", "e"}) tree.createFilled(name, size, 'x');
+        };
+        const auto swap = [size](testing::TempTree& tree, testing::EngineHarness& engine,
+                                 bool& done) {
+            if (done || engine.posted.back().totalFiles != 5) return;
+            done = true;
+            std::filesystem::remove(tree.path("b"));
+            ASSERT_EQ(::mkfifo(tree.path("b").c_str(), 0644), 0);
+            tree.createFilled("c", size - 1, 'x');
+            std::filesystem::remove(tree.path("d"));
+            tree.createFolder("d");
+        };
+        testing::TempTree first;
+        build(first);
+        bool firstDone = false;
+        const Outcome reference = search(first.root(), 0, false, [&](testing::EngineHarness& e) {
+            swap(first, e, firstDone);
+        });
+        testing::TempTree second;
+        build(second);
+        bool secondDone = false;
+        const Outcome fast = search(second.root(), 2, true, [&](testing::EngineHarness& e) {
+            swap(second, e, secondDone);
+        });
+        ASSERT_EQ(reference.console.size(), 3u) << size;
+        EXPECT_EQ(fast.console.size(), reference.console.size());
+        for (std::size_t i = 0; i < reference.console.size() && i < fast.console.size(); ++i) {
+            EXPECT_EQ(fast.console[i].substr(fast.console[i].rfind('"')),
+                      reference.console[i].substr(reference.console[i].rfind('"')));
+        }
+        EXPECT_EQ(fast.groups.size(), reference.groups.size());
+        EXPECT_EQ(fast.progress, reference.progress);
+    }
 }
 
 TEST(HostileTrees, aFileThatChangesSizeAfterTheWalkIsGroupedWithNothing) {

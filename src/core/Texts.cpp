@@ -5,8 +5,11 @@
 #include <map>
 #include <memory>
 
-#include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
+#include <unicode/udat.h>
+#include <unicode/ustring.h>
+#include <unicode/uvernum.h>
+
+#include "platform/LazyLibrary.h"
 
 namespace kelvora {
 
@@ -39,17 +42,77 @@ std::string sizeText(std::uint64_t bytes) {
 
 namespace {
 
+// ICU's C functions carry its major version in their names (udat_open is udat_open_72); the
+// header's renaming macros give the name to look up.
+#define KELVORA_ICU_QUOTE(name) #name
+#define KELVORA_ICU_NAME(function) KELVORA_ICU_QUOTE(function)
+#define KELVORA_ICU_FUNCTION(member, function) \
+    decltype(&function) member = library.symbol<decltype(function)>(KELVORA_ICU_NAME(function))
+
+// ICU's formatting half and its locale data are opened by the first date read or written:
+// a run that shows no date never pays for them. The text conversions come through the same
+// handle from the common half it stands on.
+struct Icu {
+    platform::LazyLibrary library{"libicui18n.so." U_ICU_VERSION_SHORT};
+    KELVORA_ICU_FUNCTION(open, udat_open);
+    KELVORA_ICU_FUNCTION(close, udat_close);
+    KELVORA_ICU_FUNCTION(format, udat_format);
+    KELVORA_ICU_FUNCTION(parse, udat_parse);
+    KELVORA_ICU_FUNCTION(fromUtf8, u_strFromUTF8WithSub);
+    KELVORA_ICU_FUNCTION(toUtf8, u_strToUTF8WithSub);
+};
+
+#undef KELVORA_ICU_FUNCTION
+#undef KELVORA_ICU_NAME
+#undef KELVORA_ICU_QUOTE
+
+const Icu& icu() {
+    static const Icu api;
+    return api;
+}
+
+// Bad UTF-8 reads as U+FFFD, one per bad sequence, and unpaired surrogates write as it.
+constexpr UChar32 kReplacement = 0xFFFD;
+
+std::u16string toUtf16(std::string_view text) {
+    // Never more UTF-16 units than UTF-8 bytes.
+    std::u16string out(text.size(), u'\0');
+    int32_t length = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    icu().fromUtf8(out.data(), static_cast<int32_t>(out.size()), &length, text.data(),
+                   static_cast<int32_t>(text.size()), kReplacement, nullptr, &status);
+    out.resize(U_SUCCESS(status) ? static_cast<std::size_t>(length) : 0);
+    return out;
+}
+
+std::string toUtf8(std::u16string_view text) {
+    // Never more than three UTF-8 bytes for one UTF-16 unit.
+    std::string out(text.size() * 3, '\0');
+    int32_t length = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    icu().toUtf8(out.data(), static_cast<int32_t>(out.size()), &length, text.data(),
+                 static_cast<int32_t>(text.size()), kReplacement, nullptr, &status);
+    out.resize(U_SUCCESS(status) ? static_cast<std::size_t>(length) : 0);
+    return out;
+}
+
+struct FormatterClose {
+    void operator()(UDateFormat* formatter) const { icu().close(formatter); }
+};
+using Formatter = std::unique_ptr<UDateFormat, FormatterClose>;
+
 // Building an ICU formatter costs far more than formatting one date, and a search formats
-// one date per duplicate, so each thread keeps one formatter per pattern.
-icu::SimpleDateFormat* formatterFor(std::string_view pattern) {
-    thread_local std::map<std::string, std::unique_ptr<icu::SimpleDateFormat>, std::less<>> cache;
+// one date per duplicate, so each thread keeps one formatter per pattern. Neither a locale
+// nor a zone is named, so both are the process's defaults, as for any date the system shows.
+UDateFormat* formatterFor(std::string_view pattern) {
+    thread_local std::map<std::string, Formatter, std::less<>> cache;
     auto found = cache.find(pattern);
     if (found != cache.end()) return found->second.get();
+    const std::u16string text = toUtf16(pattern);
     UErrorCode status = U_ZERO_ERROR;
-    auto formatter = std::make_unique<icu::SimpleDateFormat>(
-        icu::UnicodeString::fromUTF8(icu::StringPiece(pattern.data(), pattern.size())),
-        icu::Locale::getDefault(), status);
-    if (U_FAILURE(status)) return nullptr;
+    Formatter formatter(icu().open(UDAT_PATTERN, UDAT_PATTERN, nullptr, nullptr, 0, text.data(),
+                                   static_cast<int32_t>(text.size()), &status));
+    if (U_FAILURE(status) || !formatter) return nullptr;
     return cache.emplace(std::string(pattern), std::move(formatter)).first->second.get();
 }
 
@@ -61,24 +124,33 @@ UDate toUDate(Date date) {
 }  // namespace
 
 std::string formatDate(Date date, std::string_view pattern) {
-    icu::SimpleDateFormat* formatter = formatterFor(pattern);
+    UDateFormat* formatter = formatterFor(pattern);
     if (formatter == nullptr) return {};
-    icu::UnicodeString text;
-    formatter->format(toUDate(date), text);
-    std::string out;
-    text.toUTF8String(out);
-    return out;
+    std::u16string text(32, u'\0');
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = icu().format(formatter, toUDate(date), text.data(),
+                                  static_cast<int32_t>(text.size()), nullptr, &status);
+    if (status == U_BUFFER_OVERFLOW_ERROR) {
+        text.resize(static_cast<std::size_t>(length));
+        status = U_ZERO_ERROR;
+        length = icu().format(formatter, toUDate(date), text.data(),
+                              static_cast<int32_t>(text.size()), nullptr, &status);
+    }
+    if (U_FAILURE(status)) return {};
+    text.resize(static_cast<std::size_t>(length));
+    return toUtf8(text);
 }
 
 std::optional<Date> parseDate(std::string_view text, std::string_view pattern) {
-    icu::SimpleDateFormat* formatter = formatterFor(pattern);
+    const UDateFormat* formatter = formatterFor(pattern);
     if (formatter == nullptr) return std::nullopt;
-    const icu::UnicodeString input =
-        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), text.size()));
-    icu::ParsePosition position(0);
-    const UDate parsed = formatter->parse(input, position);
+    const std::u16string input = toUtf16(text);
+    int32_t position = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    const UDate parsed = icu().parse(formatter, input.data(), static_cast<int32_t>(input.size()),
+                                     &position, &status);
     // The whole text must be a date, not just its beginning.
-    if (position.getErrorIndex() >= 0 || position.getIndex() != input.length()) return std::nullopt;
+    if (U_FAILURE(status) || position != static_cast<int32_t>(input.size())) return std::nullopt;
     using namespace std::chrono;
     // A date the clock cannot hold (beyond about 1678 to 2262 in nanoseconds) is not a date
     // any file or rule can mean.

@@ -16,16 +16,51 @@
 #include <vector>
 
 #include "platform/FileSystem.h"
+#include "platform/LazyLibrary.h"
 
 namespace kelvora::platform {
 
 namespace {
 
+// Each member takes its type from the header's declaration of the function it names.
+#define KELVORA_GIO_FUNCTION(member, function) \
+    decltype(&function) member = library.symbol<decltype(function)>(#function)
+
+// GIO, and the GObject and GLib it stands on, are opened by the first trashing, not at every
+// start. Looking names up through GIO's handle finds those of the libraries it needs too.
+struct Gio {
+    LazyLibrary library{"libgio-2.0.so.0"};
+    KELVORA_GIO_FUNCTION(free, g_free);
+    KELVORA_GIO_FUNCTION(errorFree, g_error_free);
+    KELVORA_GIO_FUNCTION(objectUnref, g_object_unref);
+    KELVORA_GIO_FUNCTION(getUserDataDir, g_get_user_data_dir);
+    KELVORA_GIO_FUNCTION(mkdirWithParents, g_mkdir_with_parents);
+    KELVORA_GIO_FUNCTION(uriEscapeString, g_uri_escape_string);
+    KELVORA_GIO_FUNCTION(dateTimeNewNowLocal, g_date_time_new_now_local);
+    KELVORA_GIO_FUNCTION(dateTimeUnref, g_date_time_unref);
+    KELVORA_GIO_FUNCTION(dateTimeFormat, g_date_time_format);
+    KELVORA_GIO_FUNCTION(fileNewForPath, g_file_new_for_path);
+    KELVORA_GIO_FUNCTION(fileTrash, g_file_trash);
+};
+
+#undef KELVORA_GIO_FUNCTION
+
+const Gio& gio() {
+    static const Gio api;
+    return api;
+}
+
 struct GObjectUnref {
-    void operator()(gpointer object) const { g_object_unref(object); }
+    void operator()(gpointer object) const { gio().objectUnref(object); }
 };
 struct GErrorFree {
-    void operator()(GError* error) const { g_error_free(error); }
+    void operator()(GError* error) const { gio().errorFree(error); }
+};
+struct GFree {
+    void operator()(void* memory) const { gio().free(memory); }
+};
+struct GDateTimeUnref {
+    void operator()(GDateTime* time) const { gio().dateTimeUnref(time); }
 };
 
 // GIO names the file in some messages and not in others; the path is said once either way.
@@ -136,18 +171,15 @@ std::optional<std::string> removeEntry(int parentFd, const std::string& name,
 // through its folder's descriptor into the home trash, after its .trashinfo has reserved the
 // name. Only on the home trash's own volume; anything else fails and the item stays.
 std::optional<std::string> trashDeepItem(const std::string& path) {
-    const std::string trash = std::string(g_get_user_data_dir()) + "/Trash";
-    g_mkdir_with_parents((trash + "/files").c_str(), 0700);
-    g_mkdir_with_parents((trash + "/info").c_str(), 0700);
+    const std::string trash = std::string(gio().getUserDataDir()) + "/Trash";
+    gio().mkdirWithParents((trash + "/files").c_str(), 0700);
+    gio().mkdirWithParents((trash + "/info").c_str(), 0700);
     const PathLocation location(path);
     if (location.error() != 0) return errorDescription(path, location.error());
     const std::string name = location.name();
-    std::unique_ptr<char, decltype(&g_free)> escaped(g_uri_escape_string(path.c_str(), "/", FALSE),
-                                                     g_free);
-    std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_local(),
-                                                                 g_date_time_unref);
-    std::unique_ptr<char, decltype(&g_free)> date(
-        g_date_time_format(now.get(), "%Y-%m-%dT%H:%M:%S"), g_free);
+    const std::unique_ptr<char, GFree> escaped(gio().uriEscapeString(path.c_str(), "/", FALSE));
+    const std::unique_ptr<GDateTime, GDateTimeUnref> now(gio().dateTimeNewNowLocal());
+    const std::unique_ptr<char, GFree> date(gio().dateTimeFormat(now.get(), "%Y-%m-%dT%H:%M:%S"));
     const std::string info =
         "[Trash Info]\nPath=" + std::string(escaped.get()) + "\nDeletionDate=" + date.get() + "\n";
     for (int attempt = 1; attempt < 1000; ++attempt) {
@@ -177,9 +209,9 @@ std::optional<std::string> trashDeepItem(const std::string& path) {
 
 std::optional<std::string> trashItem(const std::string& path) {
     if (path.size() >= PATH_MAX) return trashDeepItem(path);
-    std::unique_ptr<GFile, GObjectUnref> file(g_file_new_for_path(path.c_str()));
+    std::unique_ptr<GFile, GObjectUnref> file(gio().fileNewForPath(path.c_str()));
     GError* rawError = nullptr;
-    if (g_file_trash(file.get(), nullptr, &rawError)) return std::nullopt;
+    if (gio().fileTrash(file.get(), nullptr, &rawError)) return std::nullopt;
     std::unique_ptr<GError, GErrorFree> error(rawError);
     return trashErrorDescription(path, error ? error->message : nullptr);
 }

@@ -7,42 +7,73 @@
 #include <memory>
 #include <utility>
 
+#include "platform/LazyLibrary.h"
+
 namespace kelvora::platform {
 
 namespace {
 
 constexpr const char* kGroup = "Kelvora";
 
+// Each member takes its type from the header's declaration of the function it names.
+#define KELVORA_GLIB_FUNCTION(member, function) \
+    decltype(&function) member = library.symbol<decltype(function)>(#function)
+
+// GLib is opened when the defaults are first read or written, not at every start.
+struct GLib {
+    LazyLibrary library{"libglib-2.0.so.0"};
+    KELVORA_GLIB_FUNCTION(free, g_free);
+    KELVORA_GLIB_FUNCTION(clearError, g_clear_error);
+    KELVORA_GLIB_FUNCTION(keyFileNew, g_key_file_new);
+    KELVORA_GLIB_FUNCTION(keyFileFree, g_key_file_free);
+    KELVORA_GLIB_FUNCTION(keyFileLoadFromFile, g_key_file_load_from_file);
+    KELVORA_GLIB_FUNCTION(keyFileGetString, g_key_file_get_string);
+    KELVORA_GLIB_FUNCTION(keyFileSetString, g_key_file_set_string);
+    KELVORA_GLIB_FUNCTION(keyFileSaveToFile, g_key_file_save_to_file);
+    KELVORA_GLIB_FUNCTION(buildFilename, g_build_filename);
+    KELVORA_GLIB_FUNCTION(getUserConfigDir, g_get_user_config_dir);
+    KELVORA_GLIB_FUNCTION(pathGetDirname, g_path_get_dirname);
+    KELVORA_GLIB_FUNCTION(mkdirWithParents, g_mkdir_with_parents);
+};
+
+#undef KELVORA_GLIB_FUNCTION
+
+const GLib& glib() {
+    static const GLib api;
+    return api;
+}
+
 struct KeyFileFree {
-    void operator()(GKeyFile* file) const { g_key_file_free(file); }
+    void operator()(GKeyFile* file) const { glib().keyFileFree(file); }
 };
 using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
 
 struct GFree {
-    void operator()(gchar* text) const { g_free(text); }
+    void operator()(gchar* text) const { glib().free(text); }
 };
 using GText = std::unique_ptr<gchar, GFree>;
 
 // A missing, unreadable or damaged file reads as an empty store; what a damaged file half
 // held is not trusted.
 KeyFile load(const std::string& path) {
-    KeyFile file(g_key_file_new());
+    KeyFile file(glib().keyFileNew());
     GError* error = nullptr;
-    if (g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_KEEP_COMMENTS, &error)) {
+    if (glib().keyFileLoadFromFile(file.get(), path.c_str(), G_KEY_FILE_KEEP_COMMENTS, &error)) {
         return file;
     }
-    g_clear_error(&error);
-    return KeyFile(g_key_file_new());
+    glib().clearError(&error);
+    return KeyFile(glib().keyFileNew());
 }
 
 std::string defaultPath() {
-    const GText path(g_build_filename(g_get_user_config_dir(), "kelvora", "defaults.ini", nullptr));
+    const GText path(
+        glib().buildFilename(glib().getUserConfigDir(), "kelvora", "defaults.ini", nullptr));
     return path.get();
 }
 
 bool makeParentFolder(const std::string& path) {
-    const GText folder(g_path_get_dirname(path.c_str()));
-    return g_mkdir_with_parents(folder.get(), 0700) == 0;
+    const GText folder(glib().pathGetDirname(path.c_str()));
+    return glib().mkdirWithParents(folder.get(), 0700) == 0;
 }
 
 }  // namespace
@@ -55,8 +86,8 @@ std::optional<std::string> UserDefaults::stringForKey(const std::string& key) co
     if (const auto found = pending_.find(key); found != pending_.end()) return found->second;
     const KeyFile file = load(filePath_);
     GError* error = nullptr;
-    const GText value(g_key_file_get_string(file.get(), kGroup, key.c_str(), &error));
-    g_clear_error(&error);
+    const GText value(glib().keyFileGetString(file.get(), kGroup, key.c_str(), &error));
+    glib().clearError(&error);
     if (!value) return std::nullopt;
     return std::string(value.get());
 }
@@ -72,11 +103,11 @@ bool UserDefaults::synchronize() {
     if (!makeParentFolder(filePath_)) return false;
     const KeyFile file = load(filePath_);
     for (const auto& [key, value] : pending_) {
-        g_key_file_set_string(file.get(), kGroup, key.c_str(), value.c_str());
+        glib().keyFileSetString(file.get(), kGroup, key.c_str(), value.c_str());
     }
     GError* error = nullptr;
-    const bool saved = g_key_file_save_to_file(file.get(), filePath_.c_str(), &error);
-    g_clear_error(&error);
+    const bool saved = glib().keyFileSaveToFile(file.get(), filePath_.c_str(), &error);
+    glib().clearError(&error);
     if (saved) pending_.clear();
     return saved;
 }

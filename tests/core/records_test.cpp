@@ -70,6 +70,8 @@ TEST(SettingsManager, startsWithTheDocumentedDefaults) {
     EXPECT_EQ(settings.customFilePath, " ");
     EXPECT_EQ(settings.customSettingsOption, "Cancel");
     EXPECT_EQ(formatDate(settings.firstDate, "yyyy-MM-dd HH:mm:ss"), "2017-01-01 00:00:00");
+    // To the millisecond what the default rule text reads as, though worked out without it.
+    EXPECT_EQ(settings.firstDate, parseDate("01/01/2017", "dd/MM/yy"));
     EXPECT_EQ(settings.secondDate, settings.firstDate);
 }
 

@@ -13,6 +13,7 @@
 
 #include "engine/FileTools.h"
 #include "platform/Md5.h"
+#include "platform/Md5Streams.h"
 #include "platform/PrefixReads.h"
 
 namespace kelvora {
@@ -114,14 +115,16 @@ void DigestPipeline::work() {
         if (index >= chunks_.size() || canceled_.load()) return;
         const Chunk& chunk = chunks_[index];
         readChunk(chunk, worker);
+        std::vector<std::size_t> toHash;
         for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
-            settleRun(runs_[run], worker);
-            {
-                std::lock_guard lock(mutex_);
-                settled_[run] = 1;
-            }
-            runSettled_.notify_all();
+            sortOut(runs_[run], worker, toHash);
         }
+        hashAll(toHash, worker);
+        {
+            std::lock_guard lock(mutex_);
+            for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) settled_[run] = 1;
+        }
+        runSettled_.notify_all();
     }
 }
 
@@ -199,7 +202,7 @@ void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& wor
     }
 }
 
-void DigestPipeline::settleRun(const Run& run, Worker& worker) {
+void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash) {
     // A file whose bytes read hash unlike those of every other file of its size cannot be a
     // copy of any of them.
     const std::size_t length = run.end - run.begin;
@@ -223,19 +226,52 @@ void DigestPipeline::settleRun(const Run& run, Worker& worker) {
         }
     }
     for (std::size_t i = run.begin; i < run.end; ++i) {
-        File& file = *list_[i];
-        if (!file.MD5Hash.empty()) continue;  // unreadable or changed: settled already
-        const Worker::Look& look = worker.look(i);
-        if (canceled_.load() || !look.read) return;
-        if (!shared[i - run.begin]) {
-            distinct_[i] = 1;
-            continue;
-        }
-        if (look.kept >= 0) {
-            file.MD5Hash = platform::base64(platform::md5OfBytes(
-                worker.kept.data() + look.kept, static_cast<std::size_t>(file.stamp.size)));
+        if (!list_[i]->MD5Hash.empty()) continue;  // unreadable or changed: settled already
+        if (!worker.look(i).read) return;          // canceled before it was read
+        if (shared[i - run.begin]) {
+            toHash.push_back(i);
         } else {
-            hashWhole(i, file);
+            distinct_[i] = 1;
+        }
+    }
+}
+
+void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& worker) {
+    const auto keptBytes = [&](std::size_t index) {
+        return reinterpret_cast<const unsigned char*>(worker.kept.data() + worker.look(index).kept);
+    };
+    if (toHash.size() >= platform::Md5Streams::kWorthwhile && platform::Md5Streams::available()) {
+        std::vector<platform::Md5Streams::Job> jobs(toHash.size());
+        for (std::size_t k = 0; k < toHash.size(); ++k) {
+            const File& file = *list_[toHash[k]];
+            if (worker.look(toHash[k]).kept >= 0) {
+                jobs[k].data = keptBytes(toHash[k]);
+            } else {
+                jobs[k].path = file.path.c_str();
+            }
+            jobs[k].length = file.stamp.size;
+        }
+        platform::Md5Streams::run(jobs, &canceled_);
+        for (std::size_t k = 0; k < toHash.size(); ++k) {
+            if (canceled_.load()) return;
+            File& file = *list_[toHash[k]];
+            if (jobs[k].ok) {
+                file.MD5Hash = platform::base64(jobs[k].digest);
+            } else {
+                // The ordinary read meets whatever went wrong again and reports it.
+                hashWhole(toHash[k], file);
+            }
+        }
+        return;
+    }
+    for (const std::size_t index : toHash) {
+        if (canceled_.load()) return;
+        File& file = *list_[index];
+        if (worker.look(index).kept >= 0) {
+            file.MD5Hash = platform::base64(
+                platform::md5OfBytes(keptBytes(index), static_cast<std::size_t>(file.stamp.size)));
+        } else {
+            hashWhole(index, file);
         }
     }
 }

@@ -53,7 +53,9 @@ private:
     void readBatch(const std::vector<std::size_t>& batch, Worker& worker);
     void readOrdinary(std::size_t index, Worker& worker);
     void take(std::size_t index, std::string_view bytes, Worker& worker);
-    void settleRun(const Run& run, Worker& worker);
+    // Marks the run's files that cannot be copies, and lists those that must be hashed.
+    void sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash);
+    void hashAll(const std::vector<std::size_t>& toHash, Worker& worker);
     void hashWhole(std::size_t index, File& file);
     void note(std::size_t index, std::string line);
     std::size_t runOf(std::size_t index) const;

@@ -21,11 +21,12 @@ namespace {
 
 constexpr std::size_t kBufferSize = 256 * 1024;
 
-// OpenSSL loads its configuration once, keeping state for the thread that does it, freed by
-// an exit handler registered at that moment. Doing it before main, on the main thread, keeps
-// that state off the workers, so nothing is left behind when they end.
-[[maybe_unused]] const bool cryptoStarted =
-    OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG, nullptr) == 1;
+// OpenSSL loads its configuration once, on the first digest: a run that hashes nothing never
+// pays the two megabytes it costs.
+void startCrypto() {
+    static const bool started = OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG, nullptr) == 1;
+    (void)started;
+}
 
 struct ContextDeleter {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
@@ -33,6 +34,7 @@ struct ContextDeleter {
 using Context = std::unique_ptr<EVP_MD_CTX, ContextDeleter>;
 
 Context newContext() {
+    startCrypto();
     Context context(EVP_MD_CTX_new());
     EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr);
     return context;
@@ -53,8 +55,6 @@ Md5Digest md5OfBytes(const void* data, std::size_t length) {
     return finish(context.get());
 }
 
-namespace {
-
 // Opens a regular file for reading. O_NONBLOCK: opening a named pipe must not wait for a
 // writer; the type check refuses it before any read.
 Result<FileHandle> openRegularFile(const std::string& path) {
@@ -70,14 +70,13 @@ Result<FileHandle> openRegularFile(const std::string& path) {
 }
 
 // Reads into buffer; the number of bytes read, or -1 with errno set.
-ssize_t readSome(int fd, void* buffer, std::size_t length) {
+long readSome(int fd, void* buffer, std::size_t length) {
     for (;;) {
         const ssize_t got = ::read(fd, buffer, length);
         if (got >= 0 || errno != EINTR) return got;
     }
 }
 
-}  // namespace
 
 Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled,
                             std::uint64_t* bytesRead) {

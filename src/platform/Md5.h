@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/FileSystem.h"
 #include "platform/Result.h"
 
 namespace kelvora::platform {
@@ -27,6 +28,12 @@ Result<bool> sameBytes(const std::string& first, const std::string& second);
 Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes,
                                std::uint64_t* fileSize = nullptr);
 Md5Digest md5OfBytes(const void* data, std::size_t length);
+
+// Opens a regular file for reading; anything else (a folder, a pipe, a device) is refused
+// with the text that says why, and a pipe never waits for a writer.
+Result<FileHandle> openRegularFile(const std::string& path);
+// read(2) that goes on after an interruption: the bytes read, or -1 with errno set.
+long readSome(int fd, void* buffer, std::size_t length);
 
 // Standard base64 with "=" fill, no line breaks: 24 characters for a digest.
 std::string base64(const Md5Digest& digest);

@@ -18,6 +18,7 @@
 namespace kelvora {
 
 class DigestPipeline;
+class StatAhead;
 
 inline constexpr const char* kUpdateProgress = "UpdateProgress";
 inline constexpr const char* kSearchThreadFinished = "SearchThreadFinished";
@@ -102,9 +103,9 @@ public:
     SettingsManager& settingsManager;
     FileList fileList;
     platform::UserInfo userInfo;
-    // Threads that read and hash ahead of the comparison. 0 hashes each file when the
-    // comparison first needs it, one by one; every setting gives the same groups, order and
-    // progress.
+    // Threads that read and hash ahead of the comparison (and one that reads attributes
+    // ahead of the walk). 0 hashes each file when the comparison first needs it, one by one;
+    // every setting gives the same groups, order and progress.
     unsigned hashThreads = defaultHashThreads();
     static unsigned defaultHashThreads();
     // With hash threads: read the first bytes of files in kernel batches where the system
@@ -135,6 +136,7 @@ private:
     platform::LocationTable locations_;
     FileIdSet listedObjects_;
     FileIdSet walkedFolders_;
+    StatAhead* statAhead_ = nullptr;  // during a walk with hash threads
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;
     bool postedFinished_ = false;

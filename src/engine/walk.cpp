@@ -10,8 +10,10 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "engine/FileTools.h"
+#include "engine/StatAhead.h"
 #include "platform/Console.h"
 
 namespace kelvora {
@@ -26,11 +28,11 @@ struct FileTools::WalkFrame {
     struct Folder {
         std::string path;
         platform::FileHandle fd;
+        std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
     };
     struct Entry {
-        std::string name;
-        unsigned char type;
         std::uint32_t folder;  // index in folders
+        std::uint32_t index;   // index in the folder's listing
     };
     std::vector<Folder> folders;
     std::vector<Entry> entries;
@@ -70,11 +72,13 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
         return false;
     }
     const auto index = static_cast<std::uint32_t>(frame.folders.size());
-    frame.entries.reserve(frame.entries.size() + entries->size());
-    for (platform::FolderEntry& entry : *entries) {
-        frame.entries.push_back({std::move(entry.name), entry.type, index});
-    }
-    frame.folders.push_back({std::move(path), std::move(fd)});
+    const auto count = static_cast<std::uint32_t>(entries->size());
+    frame.entries.reserve(frame.entries.size() + count);
+    for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
+    auto listing = statAhead_ ? statAhead_->add(std::move(*entries), fd.get())
+                              : std::make_shared<StatAhead::Listing>(std::move(*entries),
+                                                                     platform::FileHandle());
+    frame.folders.push_back({std::move(path), std::move(fd), std::move(listing)});
     ++openFolders_;
     return true;
 }
@@ -125,6 +129,7 @@ void FileTools::keepWithinFolderBudget(std::vector<WalkFrame>& stack) {
 void FileTools::popFrame(std::vector<WalkFrame>& stack) {
     for (const WalkFrame::Folder& folder : stack.back().folders) {
         if (folder.fd.valid()) --openFolders_;
+        if (statAhead_) statAhead_->leave(*folder.listing);
     }
     stack.pop_back();
     lowestOpenFrame_ = std::min(lowestOpenFrame_, stack.size());
@@ -133,6 +138,10 @@ void FileTools::popFrame(std::vector<WalkFrame>& stack) {
 void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t minimumSize,
                             std::uint64_t maximumSize, bool ignorePackages,
                             const std::vector<std::string>& extensions) {
+    // The reference search, without hash threads, reads every attribute itself.
+    std::optional<StatAhead> statAhead;
+    if (hashThreads > 0) statAhead.emplace();
+    statAhead_ = statAhead ? &*statAhead : nullptr;
     std::vector<WalkFrame> stack;
     stack.push_back(openFrame(paths, ignorePackages));
     while (!stack.empty()) {
@@ -150,12 +159,15 @@ void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t
         }
         lookAt(index, stack, minimumSize, maximumSize, extensions);
     }
+    statAhead_ = nullptr;
 }
 
 void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                        std::uint64_t maximumSize, const std::vector<std::string>& extensions) {
     const WalkFrame::Entry& entry = stack.back().entries[index];
-    const std::string& name = entry.name;
+    StatAhead::Listing& listing = *stack.back().folders[entry.folder].listing;
+    const platform::FolderEntry& listed = listing.entries()[entry.index];
+    const std::string& name = listed.name;
     std::string path =
         platform::appendingPathComponent(stack.back().folders[entry.folder].path, name);
     if (!locations_.allows(path)) return;
@@ -169,12 +181,12 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     if (folder < 0) return;
     // The existence and folder tests follow links; the item's own attributes give its size.
     // A folder as the listing reports it needs no look before it is opened.
-    const bool listedAsFolder = entry.type == DT_DIR;
+    const bool listedAsFolder = listed.type == DT_DIR;
     platform::Result<platform::Attributes> item = platform::Attributes{};
     platform::Result<platform::Attributes> target = platform::Attributes{};
     if (!listedAsFolder) {
-        item = platform::attributesAt(folder, name.c_str(), false, path);
-        if (!item) return;
+        // A failed read of the entry itself drops it without a word, as it always has.
+        if (listing.attributes(entry.index, folder, *item) != 0) return;
         target = item->isLink ? platform::attributesAt(folder, name.c_str(), true, path) : item;
         if (!target) return;
         // Pipes, sockets and devices are never files to compare: opening a pipe for reading

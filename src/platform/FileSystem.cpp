@@ -115,13 +115,19 @@ Result<Attributes> attributesOf(int fd, const std::string& pathForErrors) {
     return fromStat(st);
 }
 
+int statAt(int folder, const char* name, bool followLinks, Attributes& attributes) {
+    struct stat st;
+    if (::fstatat(folder, name, &st, followLinks ? 0 : AT_SYMLINK_NOFOLLOW) != 0) return errno;
+    attributes = fromStat(st);
+    return 0;
+}
+
 Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
                                 const std::string& pathForErrors) {
-    struct stat st;
-    if (::fstatat(folder, name, &st, followLinks ? 0 : AT_SYMLINK_NOFOLLOW) != 0) {
-        return Result<Attributes>::failure(errorDescription(pathForErrors, errno));
-    }
-    return fromStat(st);
+    Attributes attributes;
+    const int error = statAt(folder, name, followLinks, attributes);
+    if (error != 0) return Result<Attributes>::failure(errorDescription(pathForErrors, error));
+    return attributes;
 }
 
 Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pathForErrors) {

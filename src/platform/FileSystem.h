@@ -78,6 +78,8 @@ Result<FileHandle> openFolderAt(int parent, const char* name, const std::string&
 Result<Attributes> attributesOf(int fd, const std::string& pathForErrors);
 Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
                                 const std::string& pathForErrors);
+// The same without an error text, for threads that have no path at hand: 0 or the errno.
+int statAt(int folder, const char* name, bool followLinks, Attributes& attributes);
 // The entries of an open folder with their types as the listing reports them (DT_*).
 struct FolderEntry {
     std::string name;

@@ -1,0 +1,72 @@
+// Reads the attributes of the entries the walk has listed on a second thread, ahead of the
+// walk. One attribute read per file is most of a walk's time, and it waits in the kernel
+// while the other core has nothing to do; the walk itself keeps its order, its checks and its
+// notifications, and reads an entry itself when it gets there first.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/FileSystem.h"
+
+namespace kelvora {
+
+class StatAhead {
+public:
+    // One listed folder: its entries, a descriptor of its own (the walk may close the walk's
+    // one before the thread is done), and what was read of each entry.
+    class Listing {
+    public:
+        Listing(std::vector<platform::FolderEntry> entries, platform::FileHandle folder);
+
+        const std::vector<platform::FolderEntry>& entries() const { return entries_; }
+        // The entry's own attributes (a final link not followed), read by the thread or, if it
+        // has not started on it yet, by the caller on walkFolder. 0 or the errno.
+        int attributes(std::size_t index, int walkFolder, platform::Attributes& attributes);
+
+    private:
+        friend class StatAhead;
+        enum State : std::uint8_t { Free, Reading, Ready, Taken };
+        struct Slot {
+            std::atomic<std::uint8_t> state{Free};
+            int error = 0;
+            platform::Attributes attributes;
+        };
+        // True when the walk would read this entry's attributes: not a folder as listed, not
+        // a hidden name.
+        bool wanted(std::size_t index) const;
+
+        std::vector<platform::FolderEntry> entries_;
+        platform::FileHandle folder_;
+        std::unique_ptr<Slot[]> slots_;
+        std::atomic<std::size_t> next_{0};
+        std::atomic<bool> done_{false};
+    };
+
+    StatAhead();
+    ~StatAhead();
+    StatAhead(const StatAhead&) = delete;
+    StatAhead& operator=(const StatAhead&) = delete;
+
+    // A folder the walk has just listed; the thread turns to the newest one first, which is
+    // the one the walk is in.
+    std::shared_ptr<Listing> add(std::vector<platform::FolderEntry> entries, int folder);
+    // The walk has left the folder: nothing more is read for it.
+    void leave(Listing& listing);
+
+private:
+    void work();
+
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::vector<std::shared_ptr<Listing>> listings_;  // newest last
+    bool stop_ = false;
+    std::thread thread_;
+};
+
+}  // namespace kelvora

@@ -57,6 +57,9 @@ public:
     std::int64_t keepOption = KeepNone;
     RuleText customSettings;
     FileStamp stamp;  // set by the walk
+    // The creation date the walk read with the item's attributes (nanoseconds since the
+    // epoch); 0 when it has none.
+    std::int64_t createdNanoseconds = 0;
     bool wasFound = false;
     // Empty until computed. A file that changed size since the walk gets kChangedSinceScan,
     // which no comparison takes as equal to anything.

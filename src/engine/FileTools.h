@@ -72,6 +72,9 @@ public:
     // Texts (file_ops.cpp).
     std::string sizeText(std::uint64_t bytes) const;
     std::optional<std::string> creationDateText(const std::string& path) const;
+    // The creation date text of a file the walk found: from what the walk read, with hash
+    // threads; read again, one by one, without ("" when it cannot be read).
+    std::string scannedCreationDateText(const File& file) const;
     std::optional<std::string> modificationDateText(const std::string& path) const;
     std::optional<std::string> attributeDateText(const std::string& path,
                                                  platform::DateAttribute attribute) const;

@@ -28,7 +28,7 @@ void SearchRun::runSearch() {
     FileList groups;
     for (const FilePtr& file : settings.fileList) {
         if (file->duplicates.empty()) continue;
-        DuplicateFile head(file->path, tools.creationDateText(file->path).value_or(""));
+        DuplicateFile head(file->path, tools.scannedCreationDateText(*file));
         head.stamp = file->stamp;
         file->duplicates.insert(file->duplicates.begin(), std::move(head));
         groups.push_back(file);

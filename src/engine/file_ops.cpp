@@ -28,6 +28,14 @@ std::optional<std::string> FileTools::creationDateText(const std::string& path) 
     return attributeDateText(path, platform::DateAttribute::Creation);
 }
 
+std::string FileTools::scannedCreationDateText(const File& file) const {
+    if (hashThreads == 0 || file.createdNanoseconds == 0) {
+        return creationDateText(file.path).value_or("");
+    }
+    return formatDate(Date(std::chrono::duration_cast<Date::duration>(
+        std::chrono::nanoseconds(file.createdNanoseconds))));
+}
+
 std::optional<std::string> FileTools::modificationDateText(const std::string& path) const {
     return attributeDateText(path, platform::DateAttribute::Modification);
 }

@@ -71,7 +71,7 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
             if (copy) {
                 candidate.wasFound = true;
                 DuplicateFile& member = head.duplicates.emplace_back(
-                    candidate.path, creationDateText(candidate.path).value_or(""));
+                    candidate.path, scannedCreationDateText(candidate));
                 member.stamp = candidate.stamp;
             }
         }

@@ -218,6 +218,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     if (!listedObjects_.insert(target->device, target->inode)) return;
     auto file = std::make_shared<File>(std::move(path), std::move(ext), size);
     file->stamp = stampOf(*target);
+    file->createdNanoseconds = item->createdNanoseconds;
     fileList.push_back(std::move(file));
 }
 

@@ -23,6 +23,9 @@ struct Attributes {
     bool isRegular = false;
     bool isLink = false;
     std::int64_t modifiedNanoseconds = 0;
+    // The creation date as the lists show it: the birth time where the file system keeps
+    // one, else the modification time. Only statAt reads the birth time; elsewhere 0.
+    std::int64_t createdNanoseconds = 0;
 };
 
 // The item itself: a final symbolic link is not followed.
@@ -78,7 +81,8 @@ Result<FileHandle> openFolderAt(int parent, const char* name, const std::string&
 Result<Attributes> attributesOf(int fd, const std::string& pathForErrors);
 Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
                                 const std::string& pathForErrors);
-// The same without an error text, for threads that have no path at hand: 0 or the errno.
+// The same without an error text, for threads that have no path at hand, and with the
+// creation date: 0 or the errno.
 int statAt(int folder, const char* name, bool followLinks, Attributes& attributes);
 // The entries of an open folder with their types as the listing reports them (DT_*).
 struct FolderEntry {

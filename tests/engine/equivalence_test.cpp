@@ -34,7 +34,10 @@ Outcome search(const std::string& root, unsigned threads, bool batchedReads = tr
     Outcome outcome;
     for (const FilePtr& file : tools.findDuplicates({root}, 0, UINT64_MAX, true, {})) {
         std::string line = file->path + " <-";
-        for (const DuplicateFile& member : file->duplicates) line += " " + member.path;
+        // The creation dates too: the fast search takes them from the walk's own reading.
+        for (const DuplicateFile& member : file->duplicates) {
+            line.append(" ").append(member.path).append(" @").append(member.date);
+        }
         outcome.groups.push_back(line);
     }
     outcome.progress = engine.progress();

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/File.h"
+#include "platform/FileSystem.h"
 
 namespace kelvora {
 
@@ -21,8 +22,11 @@ class DigestPipeline {
 public:
     // list is sorted by size, largest first, and must not change while the pipeline lives.
     // batchedReads: read the first bytes of files in batches where the kernel allows it.
+    // folders: descriptors of the walk's folders, by File::scanFolder, for opening files by
+    // their names alone.
     DigestPipeline(const FileList& list, const std::atomic<bool>& canceled, unsigned threads,
-                   bool batchedReads = true);
+                   bool batchedReads = true,
+                   const std::vector<platform::FileHandle>* folders = nullptr);
     ~DigestPipeline();
     DigestPipeline(const DigestPipeline&) = delete;
     DigestPipeline& operator=(const DigestPipeline&) = delete;
@@ -67,6 +71,7 @@ private:
     std::vector<char> settled_;           // per run
     std::vector<Chunk> chunks_;
     bool batchedReads_;
+    const std::vector<platform::FileHandle>* folders_;
     std::unordered_map<std::size_t, std::string> errors_;
     std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;

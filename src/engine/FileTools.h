@@ -140,6 +140,10 @@ private:
     FileIdSet listedObjects_;
     FileIdSet walkedFolders_;
     StatAhead* statAhead_ = nullptr;  // during a walk with hash threads
+    // During a search with hash threads: a descriptor of each folder the walk listed (as
+    // many as the process may hold), indexed by File::scanFolder.
+    std::vector<platform::FileHandle> folderHandles_;
+    std::size_t folderHandleLimit_ = 0;
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;
     bool postedFinished_ = false;

@@ -32,8 +32,19 @@ std::string FileTools::scannedCreationDateText(const File& file) const {
     if (hashThreads == 0 || file.createdNanoseconds == 0) {
         return creationDateText(file.path).value_or("");
     }
-    return formatDate(Date(std::chrono::duration_cast<Date::duration>(
-        std::chrono::nanoseconds(file.createdNanoseconds))));
+    // Copies made together share their creation second, and a date costs far more to format
+    // than to compare, so the last second formatted on this thread is kept with its text.
+    thread_local std::int64_t lastSecond = 0;
+    thread_local std::string lastText;
+    constexpr std::int64_t kBillion = 1'000'000'000;
+    const std::int64_t ns = file.createdNanoseconds;
+    const std::int64_t second = ns / kBillion - (ns % kBillion < 0 ? 1 : 0);
+    if (lastText.empty() || second != lastSecond) {
+        lastText = formatDate(
+            Date(std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(ns))));
+        lastSecond = second;
+    }
+    return lastText;
 }
 
 std::optional<std::string> FileTools::modificationDateText(const std::string& path) const {

@@ -30,20 +30,30 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
     listedObjects_ = {};
     walkedFolders_ = {};
     if (canceled()) {
+        folderHandles_.clear();
         postSearchThreadFinished();
         return {};
     }
     const std::size_t n = fileList.size();
-    if (n < 2) return fileList;
+    if (n < 2) {
+        folderHandles_.clear();
+        return fileList;
+    }
     sortBySizeDescending(fileList, 0, static_cast<std::int64_t>(n) - 1);
     if (canceled()) {
+        folderHandles_.clear();
         postSearchThreadFinished();
         return {};
     }
+    // The walk's folders stay open for the reads until the comparison is done.
+    struct CloseFolders {
+        std::vector<platform::FileHandle>& handles;
+        ~CloseFolders() { handles.clear(); }
+    } closeFolders{folderHandles_};
     std::unique_ptr<DigestPipeline> pipeline;
     if (hashThreads > 0) {
         pipeline = std::make_unique<DigestPipeline>(fileList, settingsManager.searchCanceledByUser,
-                                                    hashThreads, batchedReads);
+                                                    hashThreads, batchedReads, &folderHandles_);
     }
     for (std::size_t i = 0; i + 1 < n; ++i) {
         postProgress(static_cast<std::int64_t>(i + 1));

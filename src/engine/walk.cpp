@@ -8,6 +8,8 @@
 // looked at relative to its descriptor, so no path is resolved twice and paths longer than
 // the system's limit are walked like any other.
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <optional>
@@ -22,6 +24,16 @@ namespace {
 // Descriptors kept open for the folders on the walk's stack. Deeper trees close the
 // outermost ones and open them again by path when the walk comes back to them.
 constexpr std::size_t kOpenFolderBudget = 128;
+
+// Folders kept open for the reads after the walk: what the process may hold, less a margin
+// for everything else it opens; past that, files are opened by their whole paths.
+std::size_t folderHandleBudget() {
+    constexpr std::size_t kMargin = 512;
+    constexpr std::size_t kMost = 1 << 20;
+    struct rlimit limit {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur <= kMargin) return 0;
+    return std::min<std::size_t>(limit.rlim_cur - kMargin, kMost);
+}
 }  // namespace
 
 struct FileTools::WalkFrame {
@@ -29,6 +41,7 @@ struct FileTools::WalkFrame {
         std::string path;
         platform::FileHandle fd;
         std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
+        std::uint32_t handle = File::kNoScanFolder;   // in folderHandles_
     };
     struct Entry {
         std::uint32_t folder;  // index in folders
@@ -78,7 +91,15 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     auto listing = statAhead_ ? statAhead_->add(std::move(*entries), fd.get())
                               : std::make_shared<StatAhead::Listing>(std::move(*entries),
                                                                      platform::FileHandle());
-    frame.folders.push_back({std::move(path), std::move(fd), std::move(listing)});
+    std::uint32_t handle = File::kNoScanFolder;
+    if (folderHandles_.size() < folderHandleLimit_) {
+        platform::FileHandle own(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0));
+        if (own.valid()) {
+            handle = static_cast<std::uint32_t>(folderHandles_.size());
+            folderHandles_.push_back(std::move(own));
+        }
+    }
+    frame.folders.push_back({std::move(path), std::move(fd), std::move(listing), handle});
     ++openFolders_;
     return true;
 }
@@ -142,6 +163,8 @@ void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t
     std::optional<StatAhead> statAhead;
     if (hashThreads > 0) statAhead.emplace();
     statAhead_ = statAhead ? &*statAhead : nullptr;
+    folderHandles_.clear();
+    folderHandleLimit_ = hashThreads > 0 ? folderHandleBudget() : 0;
     std::vector<WalkFrame> stack;
     stack.push_back(openFrame(paths, ignorePackages));
     while (!stack.empty()) {
@@ -219,6 +242,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     auto file = std::make_shared<File>(std::move(path), std::move(ext), size);
     file->stamp = stampOf(*target);
     file->createdNanoseconds = item->createdNanoseconds;
+    file->scanFolder = stack.back().folders[entry.folder].handle;
     fileList.push_back(std::move(file));
 }
 

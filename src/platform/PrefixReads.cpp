@@ -69,7 +69,7 @@ void PrefixReads::read(std::span<Item> items) {
         // O_NONBLOCK: a named pipe put in a file's place must not wait for a writer; it then
         // reads nothing and fails the size checks.
         io_uring_sqe* open = io_uring_get_sqe(ring);
-        io_uring_prep_openat_direct(open, AT_FDCWD, item.path, O_RDONLY | O_NONBLOCK | O_NOCTTY,
+        io_uring_prep_openat_direct(open, item.folder, item.path, O_RDONLY | O_NONBLOCK | O_NOCTTY,
                                     0, slot);
         queue(open, i, Open, true);
         io_uring_sqe* read = io_uring_get_sqe(ring);

@@ -3,6 +3,8 @@
 // on a virtual machine each system call costs about a microsecond before it does anything.
 #pragma once
 
+#include <fcntl.h>
+
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -12,7 +14,9 @@ namespace kelvora::platform {
 class PrefixReads {
 public:
     struct Item {
-        const char* path = nullptr;  // NUL-terminated, shorter than the system's path limit
+        // NUL-terminated, shorter than the system's path limit; relative to folder.
+        const char* path = nullptr;
+        int folder = AT_FDCWD;
         std::uint64_t expectedSize = 0;
         // Bytes wanted from the start. A file no longer than this is read whole.
         std::uint32_t length = 0;

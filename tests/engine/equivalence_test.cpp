@@ -139,6 +139,33 @@ TEST(Equivalence, filesReplacedAfterTheWalkAreReportedAlike) {
     }
 }
 
+// The fast search keeps every folder it walked open until the comparison is done, and its
+// helpers hold descriptors of their own: none may outlive the search, canceled or not.
+TEST(Equivalence, aSearchLeavesNoDescriptorOpen) {
+    const auto openDescriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator{});
+    };
+    testing::TempTree tree;
+    for (int i = 0; i < 30; ++i) {
+        tree.createFilled("d" + std::to_string(i % 7) + "/f" + std::to_string(i), 5000 + i % 3,
+                          static_cast<char>('a' + i % 2));
+    }
+    const auto before = openDescriptors();
+    for (const std::size_t cancelAt : {0u, 20u}) {
+        testing::EngineHarness engine;
+        engine.onPost = [&](std::size_t posted) {
+            if (posted == cancelAt) engine.settings.searchCanceledByUser = true;
+        };
+        FileTools tools = engine.tools();
+        tools.hashThreads = 2;
+        const FileList result = tools.findDuplicates({tree.root()}, 0, UINT64_MAX, true, {});
+        EXPECT_EQ(result.empty(), cancelAt != 0);
+        // Checked while the engine still lives: it closes what it opened as it returns.
+        EXPECT_EQ(openDescriptors(), before) << "cancel at " << cancelAt;
+    }
+}
+
 TEST(HostileTrees, aFileThatChangesSizeAfterTheWalkIsGroupedWithNothing) {
     for (unsigned threads : {0u, 2u}) {
         testing::TempTree tree;

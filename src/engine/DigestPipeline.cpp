@@ -63,9 +63,12 @@ std::uint64_t quickHash(std::string_view bytes) {
 // What one worker thread keeps between the runs it settles.
 class DigestPipeline::Worker {
 public:
+    // The batch buffers are not cleared: a page costs only when a read first reaches it.
     explicit Worker(bool batchedReads)
         : reads(batchedReads),
-          buffers(reads.active() ? platform::PrefixReads::kBatch * kSlot : 0) {}
+          buffers(reads.active() ? std::make_unique_for_overwrite<char[]>(
+                                       platform::PrefixReads::kBatch * kSlot)
+                                 : nullptr) {}
 
     struct Look {
         std::uint64_t signature = 0;
@@ -75,7 +78,7 @@ public:
     Look& look(std::size_t index) { return looks[index - base]; }
 
     platform::PrefixReads reads;
-    std::vector<char> buffers;
+    std::unique_ptr<char[]> buffers;
     std::vector<Look> looks;  // for the list indexes of the chunk being settled
     std::size_t base = 0;
     std::vector<char> kept;
@@ -170,7 +173,7 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
             }
             items[k].expectedSize = file.stamp.size;
             items[k].length = file.stamp.size <= kReadWhole ? kReadWhole : kPrefix;
-            items[k].buffer = worker.buffers.data() + k * kSlot;
+            items[k].buffer = worker.buffers.get() + k * kSlot;
         }
         worker.reads.read(std::span(items.data(), batch.size()));
     }

@@ -41,7 +41,7 @@ bool start(Lane& lane, Md5Streams::Job& job) {
     auto opened = openRegularFile(job.path);
     if (!opened) return false;
     lane.file = std::move(*opened);
-    if (!lane.buffer) lane.buffer = std::make_unique<unsigned char[]>(kChunk + kBlock);
+    if (!lane.buffer) lane.buffer = std::make_unique_for_overwrite<unsigned char[]>(kChunk + kBlock);
     lane.at = lane.buffer.get();
     lane.left = 0;
     lane.taken = 0;
@@ -104,7 +104,13 @@ bool Md5Streams::available() {
 void Md5Streams::run(std::span<Job> jobs, const std::atomic<bool>* canceled) {
     for (Job& job : jobs) job.ok = false;
     Md5Lanes lanes(Md5Lanes::kLanes);
-    std::array<Lane, Md5Lanes::kLanes> lane;
+    // Kept from one run to the next on each thread: a search runs this once per batch of
+    // files, and fresh buffers would each cost their pages again.
+    thread_local std::array<Lane, Md5Lanes::kLanes> lane;
+    for (Lane& each : lane) {
+        each.job = nullptr;
+        each.file.reset();
+    }
     std::size_t next = 0;
     // Gives the lane the next job that has a block ready, or leaves it idle.
     const auto assign = [&](std::size_t index) {

@@ -26,30 +26,26 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
                                    std::uint64_t maximumSize, bool ignorePackages,
                                    const std::vector<std::string>& extensions) {
     scanFolders(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
-    // What the walk met is not needed past the walk.
-    listedObjects_ = {};
-    walkedFolders_ = {};
-    if (canceled()) {
-        folderHandles_.clear();
-        postSearchThreadFinished();
-        return {};
-    }
-    const std::size_t n = fileList.size();
-    if (n < 2) {
-        folderHandles_.clear();
-        return fileList;
-    }
-    sortBySizeDescending(fileList, 0, static_cast<std::int64_t>(n) - 1);
-    if (canceled()) {
-        folderHandles_.clear();
-        postSearchThreadFinished();
-        return {};
-    }
-    // The walk's folders stay open for the reads until the comparison is done.
+    // The walk's folders stay open for the reads until the comparison is done, whichever way
+    // this returns; declared before the pipeline, they close after its workers are joined.
     struct CloseFolders {
         std::vector<platform::FileHandle>& handles;
         ~CloseFolders() { handles.clear(); }
     } closeFolders{folderHandles_};
+    // What the walk met is not needed past the walk.
+    listedObjects_ = {};
+    walkedFolders_ = {};
+    if (canceled()) {
+        postSearchThreadFinished();
+        return {};
+    }
+    const std::size_t n = fileList.size();
+    if (n < 2) return fileList;
+    sortBySizeDescending(fileList, 0, static_cast<std::int64_t>(n) - 1);
+    if (canceled()) {
+        postSearchThreadFinished();
+        return {};
+    }
     std::unique_ptr<DigestPipeline> pipeline;
     if (hashThreads > 0) {
         pipeline = std::make_unique<DigestPipeline>(fileList, settingsManager.searchCanceledByUser,

@@ -64,10 +64,6 @@ public:
     // Empty until computed. A file that changed size since the walk gets kChangedSinceScan,
     // which no comparison takes as equal to anything.
     DigestText MD5Hash;
-    // Which folder of the search's walk holds it, while the search runs: the engine opens it
-    // by its name in that folder, not by its whole path.
-    std::uint32_t scanFolder = kNoScanFolder;
-    static constexpr std::uint32_t kNoScanFolder = UINT32_MAX;
 };
 
 inline constexpr std::string_view kChangedSinceScan = "changed since the scan";

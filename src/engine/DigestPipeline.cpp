@@ -49,8 +49,8 @@ std::uint64_t quickHash(std::string_view bytes) {
             lanes[lane] = std::rotl(lanes[lane] + word * kMix, 31) * kOdd;
         }
     }
-    std::uint64_t hash = lanes[0] ^ std::rotl(lanes[1], 7) ^ std::rotl(lanes[2], 12) ^
-                         std::rotl(lanes[3], 18);
+    std::uint64_t hash =
+        lanes[0] ^ std::rotl(lanes[1], 7) ^ std::rotl(lanes[2], 12) ^ std::rotl(lanes[3], 18);
     for (; at < length; ++at) hash = (hash ^ static_cast<unsigned char>(data[at])) * kOdd;
     hash ^= hash >> 33;
     hash *= kMix;
@@ -82,20 +82,25 @@ public:
     std::vector<Look> looks;  // for the list indexes of the chunk being settled
     std::size_t base = 0;
     std::vector<char> kept;
+    // The whole paths of a batch's files whose folders were not kept open.
+    std::array<std::string, platform::PrefixReads::kBatch> paths;
 };
 
-DigestPipeline::DigestPipeline(const FileList& list, const std::atomic<bool>& canceled,
-                               unsigned threads, bool batchedReads,
-                               const std::vector<platform::FileHandle>* folders)
-    : list_(list),
+DigestPipeline::DigestPipeline(const ScanList& files, const std::vector<std::uint32_t>& order,
+                               const std::atomic<bool>& canceled, unsigned threads,
+                               bool batchedReads, const std::vector<platform::FileHandle>* folders)
+    : files_(files),
+      order_(order),
       canceled_(canceled),
-      distinct_(list.size(), 0),
+      digests_(order.size()),
       batchedReads_(batchedReads),
       folders_(folders) {
-    for (std::size_t begin = 0; begin < list.size();) {
+    const std::size_t n = order.size();
+    for (std::size_t begin = 0; begin < n;) {
+        const std::uint64_t size = sizeAt(begin);
         std::size_t end = begin + 1;
-        while (end < list.size() && list[end]->size == list[begin]->size) ++end;
-        if (end - begin >= 2 && list[begin]->size < kHashThreshold) runs_.push_back({begin, end});
+        while (end < n && sizeAt(end) == size) ++end;
+        if (end - begin >= 2 && size < kHashThreshold) runs_.push_back({begin, end});
         begin = end;
     }
     settled_.assign(runs_.size(), 0);
@@ -161,18 +166,20 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
     std::array<platform::PrefixReads::Item, platform::PrefixReads::kBatch> items;
     if (worker.reads.active()) {
         for (std::size_t k = 0; k < batch.size(); ++k) {
-            const File& file = *list_[batch[k]];
-            items[k].folder = AT_FDCWD;
-            items[k].path = file.path.c_str();
+            const std::uint32_t file = order_[batch[k]];
             // By its name in its folder: one step for the kernel instead of the whole path.
-            const std::size_t slash = file.path.rfind('/');
-            if (folders_ != nullptr && file.scanFolder < folders_->size() &&
-                slash != std::string::npos) {
-                items[k].folder = (*folders_)[file.scanFolder].get();
-                items[k].path = file.path.c_str() + slash + 1;
+            const std::uint32_t handle = files_.handle(file);
+            if (folders_ != nullptr && handle < folders_->size()) {
+                items[k].folder = (*folders_)[handle].get();
+                items[k].path = files_.name(file);
+            } else {
+                worker.paths[k] = files_.path(file);
+                items[k].folder = AT_FDCWD;
+                items[k].path = worker.paths[k].c_str();
             }
-            items[k].expectedSize = file.stamp.size;
-            items[k].length = file.stamp.size <= kReadWhole ? kReadWhole : kPrefix;
+            const std::uint64_t length = lengthAt(batch[k]);
+            items[k].expectedSize = length;
+            items[k].length = length <= kReadWhole ? kReadWhole : kPrefix;
             items[k].buffer = worker.buffers.get() + k * kSlot;
         }
         worker.reads.read(std::span(items.data(), batch.size()));
@@ -190,21 +197,19 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
 
 void DigestPipeline::readOrdinary(std::size_t index, Worker& worker) {
     if (canceled_.load()) return;
-    File& file = *list_[index];
-    const bool readWhole = file.stamp.size <= kReadWhole;
+    const std::uint64_t length = lengthAt(index);
+    const bool readWhole = length <= kReadWhole;
     std::uint64_t sizeNow = 0;
-    auto read = platform::readPrefix(file.path, readWhole ? kReadWhole : kPrefix, &sizeNow);
+    auto read = platform::readPrefix(files_.path(order_[index]), readWhole ? kReadWhole : kPrefix,
+                                     &sizeNow);
     if (!read) {
         // An unreadable file counts as zero bytes, as it always has; its line is printed
         // when the comparison first reaches it.
-        file.MD5Hash = FileTools::emptyDigest();
-        note(index, "Ooops! Something went wrong: " + read.error());
+        setUnreadable(index, "Ooops! Something went wrong: " + read.error());
         return;
     }
-    // Sizes are those of what the walk found (a link's target), not the walk's own sizes.
-    if (sizeNow != file.stamp.size || (readWhole && read->size() != file.stamp.size)) {
-        file.MD5Hash = kChangedSinceScan;
-        note(index, FileTools::changedSinceScanLine(file));
+    if (sizeNow != length || (readWhole && read->size() != length)) {
+        setChanged(index);
         return;
     }
     take(index, *read, worker);
@@ -214,7 +219,7 @@ void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& wor
     Worker::Look& look = worker.look(index);
     look.read = true;
     look.signature = quickHash(bytes);
-    if (list_[index]->stamp.size <= kReadWhole && worker.kept.size() + bytes.size() <= kKeptBytes) {
+    if (lengthAt(index) <= kReadWhole && worker.kept.size() + bytes.size() <= kKeptBytes) {
         look.kept = static_cast<std::int64_t>(worker.kept.size());
         worker.kept.insert(worker.kept.end(), bytes.begin(), bytes.end());
     }
@@ -244,12 +249,12 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
         }
     }
     for (std::size_t i = run.begin; i < run.end; ++i) {
-        if (!list_[i]->MD5Hash.empty()) continue;  // unreadable or changed: settled already
-        if (!worker.look(i).read) return;          // canceled before it was read
+        if (digests_[i].state != kPending) continue;  // unreadable or changed: settled already
+        if (!worker.look(i).read) return;             // canceled before it was read
         if (shared[i - run.begin]) {
             toHash.push_back(i);
         } else {
-            distinct_[i] = 1;
+            digests_[i].state = kDistinct;
         }
     }
 }
@@ -260,52 +265,81 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
     };
     if (toHash.size() >= platform::Md5Streams::kWorthwhile && platform::Md5Streams::available()) {
         std::vector<platform::Md5Streams::Job> jobs(toHash.size());
+        std::vector<std::string> paths(toHash.size());
         for (std::size_t k = 0; k < toHash.size(); ++k) {
-            const File& file = *list_[toHash[k]];
             if (worker.look(toHash[k]).kept >= 0) {
                 jobs[k].data = keptBytes(toHash[k]);
             } else {
-                jobs[k].path = file.path.c_str();
+                paths[k] = files_.path(order_[toHash[k]]);
+                jobs[k].path = paths[k].c_str();
             }
-            jobs[k].length = file.stamp.size;
+            jobs[k].length = lengthAt(toHash[k]);
         }
         platform::Md5Streams::run(jobs, &canceled_);
         for (std::size_t k = 0; k < toHash.size(); ++k) {
             if (canceled_.load()) return;
-            File& file = *list_[toHash[k]];
             if (jobs[k].ok) {
-                file.MD5Hash = platform::base64(jobs[k].digest);
+                digests_[toHash[k]] = {jobs[k].digest, kHashed};
             } else {
                 // The ordinary read meets whatever went wrong again and reports it.
-                hashWhole(toHash[k], file);
+                hashWhole(toHash[k]);
             }
         }
         return;
     }
     for (const std::size_t index : toHash) {
         if (canceled_.load()) return;
-        File& file = *list_[index];
         if (worker.look(index).kept >= 0) {
-            file.MD5Hash = platform::base64(
-                platform::md5OfBytes(keptBytes(index), static_cast<std::size_t>(file.stamp.size)));
+            digests_[index] = {
+                platform::md5OfBytes(keptBytes(index), static_cast<std::size_t>(lengthAt(index))),
+                kHashed};
         } else {
-            hashWhole(index, file);
+            hashWhole(index);
         }
     }
 }
 
-void DigestPipeline::hashWhole(std::size_t index, File& file) {
+void DigestPipeline::hashWhole(std::size_t index) {
     std::uint64_t bytes = 0;
-    auto digest = platform::md5OfFile(file.path, &canceled_, &bytes);
+    auto digest = platform::md5OfFile(files_.path(order_[index]), &canceled_, &bytes);
     if (!digest) {
-        file.MD5Hash = FileTools::emptyDigest();
-        if (!canceled_.load()) note(index, "Ooops! Something went wrong: " + digest.error());
-    } else if (bytes != file.stamp.size) {
-        file.MD5Hash = kChangedSinceScan;
-        note(index, FileTools::changedSinceScanLine(file));
+        if (canceled_.load()) {
+            digests_[index] = {platform::md5OfBytes(nullptr, 0), kHashed};
+        } else {
+            setUnreadable(index, "Ooops! Something went wrong: " + digest.error());
+        }
+    } else if (bytes != lengthAt(index)) {
+        setChanged(index);
     } else {
-        file.MD5Hash = platform::base64(*digest);
+        digests_[index] = {*digest, kHashed};
     }
+}
+
+// An unreadable file counts as zero bytes, as it always has.
+void DigestPipeline::setUnreadable(std::size_t index, std::string line) {
+    static const platform::Md5Digest noBytes = platform::md5OfBytes(nullptr, 0);
+    digests_[index] = {noBytes, kHashed};
+    note(index, std::move(line));
+}
+
+void DigestPipeline::setChanged(std::size_t index) {
+    digests_[index].state = kChanged;
+    note(index, FileTools::changedSinceScanLine(files_.path(order_[index])));
+}
+
+std::string DigestPipeline::digestText(std::size_t index) const {
+    switch (digests_[index].state) {
+        case kHashed:
+            return platform::base64(digests_[index].bytes);
+        case kChanged:
+            return std::string(kChangedSinceScan);
+        default:
+            return {};
+    }
+}
+
+std::uint64_t DigestPipeline::lengthAt(std::size_t index) const {
+    return files_.stamp(order_[index]).size;
 }
 
 void DigestPipeline::note(std::size_t index, std::string line) {

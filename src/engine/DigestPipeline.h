@@ -13,34 +13,48 @@
 #include <unordered_map>
 #include <vector>
 
-#include "core/File.h"
+#include "engine/ScanList.h"
 #include "platform/FileSystem.h"
+#include "platform/Md5.h"
 
 namespace kelvora {
 
 class DigestPipeline {
 public:
-    // list is sorted by size, largest first, and must not change while the pipeline lives.
+    // The files are files[order[0]], files[order[1]], ..., sorted by size, largest first;
+    // neither may change while the pipeline lives. Positions below are positions in order.
     // batchedReads: read the first bytes of files in batches where the kernel allows it.
-    // folders: descriptors of the walk's folders, by File::scanFolder, for opening files by
+    // folders: descriptors of the walk's folders, by ScanList::handle, for opening files by
     // their names alone.
-    DigestPipeline(const FileList& list, const std::atomic<bool>& canceled, unsigned threads,
-                   bool batchedReads = true,
+    DigestPipeline(const ScanList& files, const std::vector<std::uint32_t>& order,
+                   const std::atomic<bool>& canceled, unsigned threads, bool batchedReads = true,
                    const std::vector<platform::FileHandle>* folders = nullptr);
     ~DigestPipeline();
     DigestPipeline(const DigestPipeline&) = delete;
     DigestPipeline& operator=(const DigestPipeline&) = delete;
 
-    // Blocks until every file of index's run of equal sizes is settled: its MD5Hash set, or
+    // Blocks until every file of index's run of equal sizes is settled: its digest known, or
     // known to differ from every other file of the run. False when the search was canceled.
     bool waitFor(std::size_t index);
-    // A file whose first bytes differ from those of every other file of its size cannot be
-    // a copy of any of them; it is never read whole and its MD5Hash stays empty.
-    bool isDistinct(std::size_t index) const { return distinct_[index] != 0; }
+    // True when both settled files have the same MD5 digest, as the one-by-one search
+    // compares them: an unreadable file has the digest of no bytes, a file that changed size
+    // since the walk equals nothing, and a file whose first bytes differ from those of every
+    // other file of its size is never read whole and equals nothing either.
+    bool sameDigest(std::size_t a, std::size_t b) const {
+        return digests_[a].state == kHashed && digests_[b].state == kHashed &&
+               digests_[a].bytes == digests_[b].bytes;
+    }
+    // The digest as File::MD5Hash holds it: empty for a file never read whole.
+    std::string digestText(std::size_t index) const;
     // The console line the one-by-one search would print when it first hashes this file.
     std::string takeError(std::size_t index);
 
 private:
+    enum State : std::uint8_t { kPending, kHashed, kChanged, kDistinct };
+    struct Digest {
+        platform::Md5Digest bytes;
+        State state = kPending;
+    };
     struct Run {
         std::size_t begin;
         std::size_t end;
@@ -60,15 +74,22 @@ private:
     // Marks the run's files that cannot be copies, and lists those that must be hashed.
     void sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash);
     void hashAll(const std::vector<std::size_t>& toHash, Worker& worker);
-    void hashWhole(std::size_t index, File& file);
+    void hashWhole(std::size_t index);
+    void setUnreadable(std::size_t index, std::string line);
+    void setChanged(std::size_t index);
+    std::uint64_t sizeAt(std::size_t index) const { return files_.size(order_[index]); }
+    // What the files hold is read with the sizes of what the walk found (a link's target),
+    // not its own sizes.
+    std::uint64_t lengthAt(std::size_t index) const;
     void note(std::size_t index, std::string line);
     std::size_t runOf(std::size_t index) const;
 
-    const FileList& list_;
+    const ScanList& files_;
+    const std::vector<std::uint32_t>& order_;
     const std::atomic<bool>& canceled_;
     std::vector<Run> runs_;
-    std::vector<std::uint8_t> distinct_;  // bytes, not bits: workers write neighbouring entries
-    std::vector<char> settled_;           // per run
+    std::vector<Digest> digests_;  // by position; each written by the worker of its run
+    std::vector<char> settled_;    // per run
     std::vector<Chunk> chunks_;
     bool batchedReads_;
     const std::vector<platform::FileHandle>* folders_;

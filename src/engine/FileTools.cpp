@@ -10,8 +10,10 @@ FileTools::FileTools(SettingsManager& settings, platform::NotificationCenter& ce
     userInfo[kCheckedFiles] = 0;
 }
 
+// The files found are in fileList or, during a search with hash threads, in scanned_; never
+// in both.
 void FileTools::postProgress(std::int64_t checkedFiles) {
-    userInfo.find(kTotalFiles)->second = static_cast<std::int64_t>(fileList.size());
+    userInfo.find(kTotalFiles)->second = static_cast<std::int64_t>(fileList.size() + scanned_.size());
     userInfo.find(kCheckedFiles)->second = checkedFiles;
     center_.post(kUpdateProgress, userInfo);
 }

@@ -11,6 +11,7 @@
 #include "core/FileCategory.h"
 #include "core/SettingsManager.h"
 #include "engine/IdentitySet.h"
+#include "engine/ScanList.h"
 #include "platform/FileSystem.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
@@ -51,23 +52,29 @@ public:
         platform::NotificationCenter& center = platform::NotificationCenter::defaultCenter(),
         platform::LocationTable locations = platform::LocationTable::linux());
 
-    // The walk (walk.cpp).
+    // The walk (walk.cpp). scanFolders appends the files found to fileList.
     static std::vector<std::string> removeNestedFolders(const std::vector<std::string>& paths);
     void scanFolders(const std::vector<std::string>& paths, std::uint64_t minimumSize,
                      std::uint64_t maximumSize, bool ignorePackages,
                      const std::vector<std::string>& extensions);
     std::uint64_t packageSize(const std::string& path);
 
-    // Grouping and hashing (grouping.cpp).
+    // Grouping and hashing (grouping.cpp). Every file found that is no copy of an earlier
+    // one, largest first, each with its copies in duplicates.
     FileList findDuplicates(const std::vector<std::string>& paths, std::uint64_t minimumSize,
                             std::uint64_t maximumSize, bool ignorePackages,
                             const std::vector<std::string>& extensions);
+    // The same search, the same notifications, but only the files that have copies are
+    // returned: the files without are never made into records.
+    FileList findDuplicateGroups(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                                 std::uint64_t maximumSize, bool ignorePackages,
+                                 const std::vector<std::string>& extensions);
     void sortBySizeDescending(FileList& list, std::int64_t low, std::int64_t high);
     std::string md5HashOfFile(const std::string& path);
     // The digest text of no bytes, which unreadable files get too.
     static const std::string& emptyDigest();
     // The console line of a file that changed size since the walk.
-    static std::string changedSinceScanLine(const File& file);
+    static std::string changedSinceScanLine(const std::string& path);
 
     // Texts (file_ops.cpp).
     std::string sizeText(std::uint64_t bytes) const;
@@ -75,6 +82,8 @@ public:
     // The creation date text of a file the walk found: from what the walk read, with hash
     // threads; read again, one by one, without ("" when it cannot be read).
     std::string scannedCreationDateText(const File& file) const;
+    std::string scannedCreationDateText(const std::string& path,
+                                        std::int64_t createdNanoseconds) const;
     std::optional<std::string> modificationDateText(const std::string& path) const;
     std::optional<std::string> attributeDateText(const std::string& path,
                                                  platform::DateAttribute attribute) const;
@@ -119,6 +128,14 @@ private:
     using FileIdSet = IdentitySet;
 
     struct WalkFrame;
+    void walk(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+              std::uint64_t maximumSize, bool ignorePackages,
+              const std::vector<std::string>& extensions);
+    FileList search(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                    std::uint64_t maximumSize, bool ignorePackages,
+                    const std::vector<std::string>& extensions, bool withSingles);
+    FileList groupFileList();
+    FileList groupScanned(bool withSingles);
     bool canceled() const { return settingsManager.searchCanceledByUser.load(); }
     void postProgress(std::int64_t checkedFiles);
     WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
@@ -134,14 +151,17 @@ private:
     bool sameDigest(File& a, File& b);
     std::string digestOfScannedFile(const File& file);
     bool sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b);
+    DuplicateFile scannedMember(std::size_t index) const;
 
     platform::NotificationCenter& center_;
     platform::LocationTable locations_;
+    // What the walk found, while the search runs.
+    ScanList scanned_;
     FileIdSet listedObjects_;
     FileIdSet walkedFolders_;
     StatAhead* statAhead_ = nullptr;  // during a walk with hash threads
     // During a search with hash threads: a descriptor of each folder the walk listed (as
-    // many as the process may hold), indexed by File::scanFolder.
+    // many as the process may hold), indexed by ScanList::handle.
     std::vector<platform::FileHandle> folderHandles_;
     std::size_t folderHandleLimit_ = 0;
     std::size_t openFolders_ = 0;

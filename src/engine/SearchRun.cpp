@@ -20,8 +20,8 @@ void SearchRun::runSearch() {
     const std::vector<std::string> extensions =
         settings.customFileTypes ? settings.listFileExtensions : std::vector<std::string>{};
     settings.fileList =
-        tools.findDuplicates(settings.listFolderPaths, settings.minimumFileSize,
-                             settings.maximumFileSize, settings.ignorePackages, extensions);
+        tools.findDuplicateGroups(settings.listFolderPaths, settings.minimumFileSize,
+                                  settings.maximumFileSize, settings.ignorePackages, extensions);
     // The engine's own list is done with; on a big search it is the largest thing left.
     FileList().swap(tools.fileList);
 

@@ -29,15 +29,18 @@ std::optional<std::string> FileTools::creationDateText(const std::string& path) 
 }
 
 std::string FileTools::scannedCreationDateText(const File& file) const {
-    if (hashThreads == 0 || file.createdNanoseconds == 0) {
-        return creationDateText(file.path).value_or("");
-    }
+    return scannedCreationDateText(file.path, file.createdNanoseconds);
+}
+
+std::string FileTools::scannedCreationDateText(const std::string& path,
+                                               std::int64_t createdNanoseconds) const {
+    if (hashThreads == 0 || createdNanoseconds == 0) return creationDateText(path).value_or("");
     // Copies made together share their creation second, and a date costs far more to format
     // than to compare, so the last second formatted on this thread is kept with its text.
     thread_local std::int64_t lastSecond = 0;
     thread_local std::string lastText;
     constexpr std::int64_t kBillion = 1'000'000'000;
-    const std::int64_t ns = file.createdNanoseconds;
+    const std::int64_t ns = createdNanoseconds;
     const std::int64_t second = ns / kBillion - (ns % kBillion < 0 ? 1 : 0);
     if (lastText.empty() || second != lastSecond) {
         lastText = formatDate(

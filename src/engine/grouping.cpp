@@ -17,6 +17,7 @@
 
 #include "engine/DigestPipeline.h"
 #include "engine/FileTools.h"
+#include "engine/SizeSort.h"
 #include "platform/Console.h"
 #include "platform/Md5.h"
 
@@ -25,13 +26,30 @@ namespace kelvora {
 FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::uint64_t minimumSize,
                                    std::uint64_t maximumSize, bool ignorePackages,
                                    const std::vector<std::string>& extensions) {
-    scanFolders(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
+    return search(paths, minimumSize, maximumSize, ignorePackages, extensions, true);
+}
+
+FileList FileTools::findDuplicateGroups(const std::vector<std::string>& paths,
+                                        std::uint64_t minimumSize, std::uint64_t maximumSize,
+                                        bool ignorePackages,
+                                        const std::vector<std::string>& extensions) {
+    return search(paths, minimumSize, maximumSize, ignorePackages, extensions, false);
+}
+
+FileList FileTools::search(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                           std::uint64_t maximumSize, bool ignorePackages,
+                           const std::vector<std::string>& extensions, bool withSingles) {
+    walk(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
     // The walk's folders stay open for the reads until the comparison is done, whichever way
     // this returns; declared before the pipeline, they close after its workers are joined.
     struct CloseFolders {
         std::vector<platform::FileHandle>& handles;
-        ~CloseFolders() { handles.clear(); }
-    } closeFolders{folderHandles_};
+        ScanList& scanned;
+        ~CloseFolders() {
+            handles.clear();
+            scanned.clear();
+        }
+    } closeFolders{folderHandles_, scanned_};
     // What the walk met is not needed past the walk.
     listedObjects_ = {};
     walkedFolders_ = {};
@@ -39,17 +57,24 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
         postSearchThreadFinished();
         return {};
     }
+    if (hashThreads > 0) return groupScanned(withSingles);
+    // The reference search works on File records from the start, one by one.
+    fileList.reserve(scanned_.size());
+    for (std::size_t i = 0; i < scanned_.size(); ++i) fileList.push_back(scanned_.file(i));
+    scanned_.clear();
+    FileList result = groupFileList();
+    if (!withSingles)
+        std::erase_if(result, [](const FilePtr& file) { return file->duplicates.empty(); });
+    return result;
+}
+
+FileList FileTools::groupFileList() {
     const std::size_t n = fileList.size();
     if (n < 2) return fileList;
     sortBySizeDescending(fileList, 0, static_cast<std::int64_t>(n) - 1);
     if (canceled()) {
         postSearchThreadFinished();
         return {};
-    }
-    std::unique_ptr<DigestPipeline> pipeline;
-    if (hashThreads > 0) {
-        pipeline = std::make_unique<DigestPipeline>(fileList, settingsManager.searchCanceledByUser,
-                                                    hashThreads, batchedReads, &folderHandles_);
     }
     for (std::size_t i = 0; i + 1 < n; ++i) {
         postProgress(static_cast<std::int64_t>(i + 1));
@@ -66,15 +91,7 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
                 postSearchThreadFinished();
                 return {};
             }
-            bool copy = true;
-            if (head.size < kHashThreshold) {
-                if (pipeline && !pipeline->waitFor(i)) {
-                    postSearchThreadFinished();
-                    return {};
-                }
-                copy = pipeline ? sameContents(*pipeline, i, j) : sameDigest(head, candidate);
-            }
-            if (copy) {
+            if (head.size >= kHashThreshold || sameDigest(head, candidate)) {
                 candidate.wasFound = true;
                 DuplicateFile& member = head.duplicates.emplace_back(
                     candidate.path, scannedCreationDateText(candidate));
@@ -84,6 +101,92 @@ FileList FileTools::findDuplicates(const std::vector<std::string>& paths, std::u
     }
     postProgress(static_cast<std::int64_t>(n));
     return buildResult();
+}
+
+// The same loop as groupFileList, on the walk's compact records in sorted order, with the
+// pipeline settling each run of equal sizes ahead of it. Records become File records only
+// for what is returned: with withSingles every file, all of them left in fileList as the
+// reference search leaves it; without, only the files that have copies.
+FileList FileTools::groupScanned(bool withSingles) {
+    const std::size_t n = scanned_.size();
+    if (n < 2) {
+        if (withSingles && n == 1) fileList.push_back(scanned_.file(0));
+        scanned_.clear();
+        return fileList;
+    }
+    std::vector<std::uint32_t> order;
+    {
+        struct Keyed {
+            std::uint64_t size;
+            std::uint32_t index;
+        };
+        std::vector<Keyed> keyed(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            keyed[i] = {scanned_.size(i), static_cast<std::uint32_t>(i)};
+        }
+        kelvora::sortBySizeDescending(
+            keyed, 0, static_cast<std::int64_t>(n) - 1, [](const Keyed& k) { return k.size; },
+            [this] { return canceled(); });
+        if (canceled()) {
+            postSearchThreadFinished();
+            return {};
+        }
+        order.resize(n);
+        for (std::size_t i = 0; i < n; ++i) order[i] = keyed[i].index;
+    }
+    DigestPipeline pipeline(scanned_, order, settingsManager.searchCanceledByUser, hashThreads,
+                            batchedReads, &folderHandles_);
+    const auto fileAt = [&](std::size_t position) {
+        FilePtr file = scanned_.file(order[position]);
+        file->MD5Hash = pipeline.digestText(position);
+        return file;
+    };
+    std::vector<std::uint8_t> found(n, 0);
+    std::vector<FilePtr> all(withSingles ? n : 0);
+    FileList groups;
+    const auto stop = [&] {
+        postSearchThreadFinished();
+        return FileList{};
+    };
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        postProgress(static_cast<std::int64_t>(i + 1));
+        if (canceled()) return stop();
+        if (found[i]) continue;
+        const std::uint64_t size = scanned_.size(order[i]);
+        FilePtr head;
+        for (std::size_t j = i + 1; j < n; ++j) {
+            if (scanned_.size(order[j]) != size) break;
+            if (canceled()) return stop();
+            if (size < kHashThreshold) {
+                if (!pipeline.waitFor(i)) return stop();
+                if (!sameContents(pipeline, i, j)) continue;
+            }
+            found[j] = 1;
+            if (!head) head = fileAt(i);
+            head->duplicates.push_back(scannedMember(order[j]));
+        }
+        if (withSingles) {
+            all[i] = head ? std::move(head) : fileAt(i);
+        } else if (head) {
+            groups.push_back(std::move(head));
+        }
+    }
+    postProgress(static_cast<std::int64_t>(n));
+    if (!withSingles) return canceled() ? stop() : groups;
+    for (std::size_t position = 0; position < n; ++position) {
+        if (!all[position]) all[position] = fileAt(position);
+        all[position]->wasFound = found[position] != 0;
+    }
+    fileList = std::move(all);
+    return buildResult();
+}
+
+DuplicateFile FileTools::scannedMember(std::size_t index) const {
+    std::string path = scanned_.path(index);
+    std::string date = scannedCreationDateText(path, scanned_[index].created);
+    DuplicateFile member(std::move(path), std::move(date));
+    member.stamp = scanned_.stamp(index);
+    return member;
 }
 
 bool FileTools::sameDigest(File& a, File& b) {
@@ -101,7 +204,7 @@ std::string FileTools::digestOfScannedFile(const File& file) {
         return emptyDigest();
     }
     if (bytes != file.stamp.size) {
-        platform::console(changedSinceScanLine(file));
+        platform::console(changedSinceScanLine(file.path));
         return std::string(kChangedSinceScan);
     }
     return platform::base64(*digest);
@@ -109,8 +212,8 @@ std::string FileTools::digestOfScannedFile(const File& file) {
 
 // A file that changed size between the walk and its reading is not the file that was scanned:
 // whatever it holds now, it is grouped with nothing.
-std::string FileTools::changedSinceScanLine(const File& file) {
-    return "Ooops! Something went wrong: \"" + file.path + "\": changed size since the scan";
+std::string FileTools::changedSinceScanLine(const std::string& path) {
+    return "Ooops! Something went wrong: \"" + path + "\": changed size since the scan";
 }
 
 const std::string& FileTools::emptyDigest() {
@@ -125,9 +228,7 @@ bool FileTools::sameContents(DigestPipeline& pipeline, std::size_t a, std::size_
         const std::string line = pipeline.takeError(index);
         if (!line.empty()) platform::console(line);
     }
-    if (pipeline.isDistinct(a) || pipeline.isDistinct(b)) return false;
-    return fileList[a]->MD5Hash == fileList[b]->MD5Hash &&
-           fileList[a]->MD5Hash != kChangedSinceScan;
+    return pipeline.sameDigest(a, b);
 }
 
 unsigned FileTools::defaultHashThreads() {
@@ -146,67 +247,10 @@ FileList FileTools::buildResult() {
     return result;
 }
 
-namespace {
-
-// True when sizes never grow from low to high.
-bool nonIncreasing(const FileList& list, std::int64_t low, std::int64_t high) {
-    for (std::int64_t k = low; k < high; ++k) {
-        if (list[k]->size < list[k + 1]->size) return false;
-    }
-    return true;
-}
-
-bool strictlyIncreasing(const FileList& list, std::int64_t low, std::int64_t high) {
-    for (std::int64_t k = low; k < high; ++k) {
-        if (list[k]->size >= list[k + 1]->size) return false;
-    }
-    return true;
-}
-
-}  // namespace
-
 void FileTools::sortBySizeDescending(FileList& list, std::int64_t low, std::int64_t high) {
-    // The two parts of a partition never touch each other, so sorting the smaller one first
-    // by recursion and the larger one by the loop gives the same order as the left-first
-    // quicksort while the stack stays logarithmic in the list's length.
-    //
-    // The quicksort takes quadratic time where each partition splits off a single file: a
-    // part already in descending order (a long run of equal sizes is one) or in strictly
-    // ascending order. Its result there is known without running it: on a part that never
-    // grows, each run of equal sizes ends up with its last file first and the others after it
-    // in their order; a strictly ascending part ends up reversed.
-    while (low < high) {
-        if (canceled()) return;
-        if (nonIncreasing(list, low, high)) {
-            for (std::int64_t begin = low; begin <= high;) {
-                std::int64_t end = begin;
-                while (end < high && list[end + 1]->size == list[begin]->size) ++end;
-                std::rotate(list.begin() + begin, list.begin() + end, list.begin() + end + 1);
-                begin = end + 1;
-            }
-            return;
-        }
-        if (strictlyIncreasing(list, low, high)) {
-            std::reverse(list.begin() + low, list.begin() + high + 1);
-            return;
-        }
-        const std::uint64_t pivot = list[high]->size;
-        std::int64_t s = low;
-        for (std::int64_t k = low; k < high; ++k) {
-            if (list[k]->size > pivot) {
-                std::swap(list[k], list[s]);
-                ++s;
-            }
-        }
-        std::swap(list[s], list[high]);
-        if (s - low < high - s) {
-            sortBySizeDescending(list, low, s - 1);
-            low = s + 1;
-        } else {
-            sortBySizeDescending(list, s + 1, high);
-            high = s - 1;
-        }
-    }
+    kelvora::sortBySizeDescending(
+        list, low, high, [](const FilePtr& file) { return file->size; },
+        [this] { return canceled(); });
 }
 
 std::string FileTools::md5HashOfFile(const std::string& path) {

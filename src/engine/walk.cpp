@@ -41,7 +41,7 @@ struct FileTools::WalkFrame {
         std::string path;
         platform::FileHandle fd;
         std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
-        std::uint32_t handle = File::kNoScanFolder;   // in folderHandles_
+        std::uint32_t scanned = 0;                    // in scanned_'s folder table
     };
     struct Entry {
         std::uint32_t folder;  // index in folders
@@ -91,7 +91,7 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     auto listing = statAhead_ ? statAhead_->add(std::move(*entries), fd.get())
                               : std::make_shared<StatAhead::Listing>(std::move(*entries),
                                                                      platform::FileHandle());
-    std::uint32_t handle = File::kNoScanFolder;
+    std::uint32_t handle = ScanList::kNoHandle;
     if (folderHandles_.size() < folderHandleLimit_) {
         platform::FileHandle own(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0));
         if (own.valid()) {
@@ -99,7 +99,8 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
             folderHandles_.push_back(std::move(own));
         }
     }
-    frame.folders.push_back({std::move(path), std::move(fd), std::move(listing), handle});
+    const std::uint32_t scanned = scanned_.addFolder(path, handle);
+    frame.folders.push_back({std::move(path), std::move(fd), std::move(listing), scanned});
     ++openFolders_;
     return true;
 }
@@ -159,6 +160,15 @@ void FileTools::popFrame(std::vector<WalkFrame>& stack) {
 void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t minimumSize,
                             std::uint64_t maximumSize, bool ignorePackages,
                             const std::vector<std::string>& extensions) {
+    walk(paths, minimumSize, maximumSize, ignorePackages, extensions);
+    fileList.reserve(fileList.size() + scanned_.size());
+    for (std::size_t i = 0; i < scanned_.size(); ++i) fileList.push_back(scanned_.file(i));
+    scanned_.clear();
+}
+
+void FileTools::walk(const std::vector<std::string>& paths, std::uint64_t minimumSize,
+                     std::uint64_t maximumSize, bool ignorePackages,
+                     const std::vector<std::string>& extensions) {
     // The reference search, without hash threads, reads every attribute itself.
     std::optional<StatAhead> statAhead;
     if (hashThreads > 0) statAhead.emplace();
@@ -239,11 +249,8 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     // One file-system object is one file: the first path that passes every filter lists it,
     // so hard links and links to a listed file never group with themselves.
     if (!listedObjects_.insert(target->device, target->inode)) return;
-    auto file = std::make_shared<File>(std::move(path), std::move(ext), size);
-    file->stamp = stampOf(*target);
-    file->createdNanoseconds = item->createdNanoseconds;
-    file->scanFolder = stack.back().folders[entry.folder].handle;
-    fileList.push_back(std::move(file));
+    scanned_.add(stack.back().folders[entry.folder].scanned, name, size, stampOf(*target),
+                 item->createdNanoseconds);
 }
 
 void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,

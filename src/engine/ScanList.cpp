@@ -1,0 +1,71 @@
+#include "engine/ScanList.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/FileSystem.h"
+
+namespace kelvora {
+
+static_assert(sizeof(ScanList::Record) == 48);
+
+std::uint32_t ScanList::addFolder(std::string path, std::uint32_t handle) {
+    folders_.push_back({std::move(path), handle});
+    return static_cast<std::uint32_t>(folders_.size() - 1);
+}
+
+void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t size,
+                   const FileStamp& stamp, std::int64_t created) {
+    if ((count_ & (kRecordsPerChunk - 1)) == 0) {
+        records_.push_back(std::make_unique_for_overwrite<Record[]>(kRecordsPerChunk));
+    }
+    if (nameEnd_ + name.size() + 1 > kNameChunk) {
+        names_.push_back(std::make_unique_for_overwrite<char[]>(kNameChunk));
+        nameEnd_ = 0;
+    }
+    char* stored = names_.back().get() + nameEnd_;
+    std::memcpy(stored, name.data(), name.size());
+    stored[name.size()] = '\0';
+    // Nearly every search stays on one device; the table is searched from its newest entry.
+    auto known = std::find(devices_.rbegin(), devices_.rend(), stamp.device);
+    if (known == devices_.rend()) {
+        devices_.push_back(stamp.device);
+        known = devices_.rbegin();
+    }
+    auto device = static_cast<std::uint32_t>(devices_.rend() - known - 1);
+    if (stamp.size != size) {
+        device |= kOtherSize;
+        otherSizes_.emplace_back(count_, stamp.size);
+    }
+    records_.back()[count_ & (kRecordsPerChunk - 1)] = {
+        size,   stamp.inode, stamp.modified, created, (names_.size() - 1) * kNameChunk + nameEnd_,
+        folder, device};
+    nameEnd_ += name.size() + 1;
+    ++count_;
+}
+
+std::string ScanList::path(std::size_t index) const {
+    return platform::appendingPathComponent(folders_[(*this)[index].folder].path, name(index));
+}
+
+FileStamp ScanList::stamp(std::size_t index) const {
+    const Record& record = (*this)[index];
+    FileStamp stamp{devices_[record.device & ~kOtherSize], record.inode, record.size,
+                    record.modified};
+    if ((record.device & kOtherSize) != 0) {
+        stamp.size = std::lower_bound(otherSizes_.begin(), otherSizes_.end(),
+                                      std::pair<std::size_t, std::uint64_t>(index, 0))
+                         ->second;
+    }
+    return stamp;
+}
+
+FilePtr ScanList::file(std::size_t index) const {
+    const Record& record = (*this)[index];
+    auto file = std::make_shared<File>(path(index), pathExtension(name(index)), record.size);
+    file->stamp = stamp(index);
+    file->createdNanoseconds = record.created;
+    return file;
+}
+
+}  // namespace kelvora

@@ -28,8 +28,10 @@ constexpr std::size_t kPrefix = 4 * 1024;
 // Room per file of a batch: a file read whole asks for one byte more than it should have.
 constexpr std::size_t kSlot = kReadWhole + 1;
 // Small files that may be copies are hashed from the bytes already read, as long as a
-// worker's copies of them stay within this; beyond it they are read again.
-constexpr std::size_t kKeptBytes = 2 * 1024 * 1024;
+// worker's copies of them stay within this; beyond it they are read again. A chunk of runs
+// is about one batch, so this holds all of it unless its files are near the largest read
+// whole.
+constexpr std::size_t kKeptBytes = 1024 * 1024;
 
 // A quick 64-bit hash of the bytes read from a file. It only sorts the files of a run into
 // those that may be copies and those that cannot be: equal bytes always hash alike, and the
@@ -68,7 +70,10 @@ public:
         : reads(batchedReads),
           buffers(reads.active() ? std::make_unique_for_overwrite<char[]>(
                                        platform::PrefixReads::kBatch * kSlot)
-                                 : nullptr) {}
+                                 : nullptr) {
+        // Reserved once: a page costs only when bytes first reach it, and nothing is moved.
+        kept.reserve(kKeptBytes);
+    }
 
     struct Look {
         std::uint64_t signature = 0;
@@ -86,16 +91,14 @@ public:
     std::array<std::string, platform::PrefixReads::kBatch> paths;
 };
 
-DigestPipeline::DigestPipeline(const ScanList& files, const std::vector<std::uint32_t>& order,
-                               const std::atomic<bool>& canceled, unsigned threads,
-                               bool batchedReads, const std::vector<platform::FileHandle>* folders)
-    : files_(files),
-      order_(order),
-      canceled_(canceled),
-      digests_(order.size()),
-      batchedReads_(batchedReads),
-      folders_(folders) {
-    const std::size_t n = order.size();
+DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& canceled,
+                               unsigned threads, bool batchedReads,
+                               const std::vector<platform::FileHandle>* folders)
+    : files_(files), canceled_(canceled), batchedReads_(batchedReads), folders_(folders) {
+    const std::size_t n = files.size();
+    for (std::size_t at = 0; at < n; at += std::size_t{1} << kDigestShift) {
+        digests_.push_back(std::make_unique<Digest[]>(std::size_t{1} << kDigestShift));
+    }
     for (std::size_t begin = 0; begin < n;) {
         const std::uint64_t size = sizeAt(begin);
         std::size_t end = begin + 1;
@@ -166,7 +169,7 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
     std::array<platform::PrefixReads::Item, platform::PrefixReads::kBatch> items;
     if (worker.reads.active()) {
         for (std::size_t k = 0; k < batch.size(); ++k) {
-            const std::uint32_t file = order_[batch[k]];
+            const std::size_t file = batch[k];
             // By its name in its folder: one step for the kernel instead of the whole path.
             const std::uint32_t handle = files_.handle(file);
             if (folders_ != nullptr && handle < folders_->size()) {
@@ -200,8 +203,8 @@ void DigestPipeline::readOrdinary(std::size_t index, Worker& worker) {
     const std::uint64_t length = lengthAt(index);
     const bool readWhole = length <= kReadWhole;
     std::uint64_t sizeNow = 0;
-    auto read = platform::readPrefix(files_.path(order_[index]), readWhole ? kReadWhole : kPrefix,
-                                     &sizeNow);
+    auto read =
+        platform::readPrefix(files_.path(index), readWhole ? kReadWhole : kPrefix, &sizeNow);
     if (!read) {
         // An unreadable file counts as zero bytes, as it always has; its line is printed
         // when the comparison first reaches it.
@@ -249,12 +252,12 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
         }
     }
     for (std::size_t i = run.begin; i < run.end; ++i) {
-        if (digests_[i].state != kPending) continue;  // unreadable or changed: settled already
-        if (!worker.look(i).read) return;             // canceled before it was read
+        if (digest(i).state != kPending) continue;  // unreadable or changed: settled already
+        if (!worker.look(i).read) return;           // canceled before it was read
         if (shared[i - run.begin]) {
             toHash.push_back(i);
         } else {
-            digests_[i].state = kDistinct;
+            digest(i).state = kDistinct;
         }
     }
 }
@@ -270,7 +273,7 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
             if (worker.look(toHash[k]).kept >= 0) {
                 jobs[k].data = keptBytes(toHash[k]);
             } else {
-                paths[k] = files_.path(order_[toHash[k]]);
+                paths[k] = files_.path(toHash[k]);
                 jobs[k].path = paths[k].c_str();
             }
             jobs[k].length = lengthAt(toHash[k]);
@@ -279,7 +282,7 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
         for (std::size_t k = 0; k < toHash.size(); ++k) {
             if (canceled_.load()) return;
             if (jobs[k].ok) {
-                digests_[toHash[k]] = {jobs[k].digest, kHashed};
+                digest(toHash[k]) = {jobs[k].digest, kHashed};
             } else {
                 // The ordinary read meets whatever went wrong again and reports it.
                 hashWhole(toHash[k]);
@@ -290,7 +293,7 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
     for (const std::size_t index : toHash) {
         if (canceled_.load()) return;
         if (worker.look(index).kept >= 0) {
-            digests_[index] = {
+            digest(index) = {
                 platform::md5OfBytes(keptBytes(index), static_cast<std::size_t>(lengthAt(index))),
                 kHashed};
         } else {
@@ -301,36 +304,43 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
 
 void DigestPipeline::hashWhole(std::size_t index) {
     std::uint64_t bytes = 0;
-    auto digest = platform::md5OfFile(files_.path(order_[index]), &canceled_, &bytes);
-    if (!digest) {
+    auto whole = platform::md5OfFile(files_.path(index), &canceled_, &bytes);
+    if (!whole) {
         if (canceled_.load()) {
-            digests_[index] = {platform::md5OfBytes(nullptr, 0), kHashed};
+            digest(index) = {platform::md5OfBytes(nullptr, 0), kHashed};
         } else {
-            setUnreadable(index, "Ooops! Something went wrong: " + digest.error());
+            setUnreadable(index, "Ooops! Something went wrong: " + whole.error());
         }
     } else if (bytes != lengthAt(index)) {
         setChanged(index);
     } else {
-        digests_[index] = {*digest, kHashed};
+        digest(index) = {*whole, kHashed};
     }
 }
 
 // An unreadable file counts as zero bytes, as it always has.
 void DigestPipeline::setUnreadable(std::size_t index, std::string line) {
     static const platform::Md5Digest noBytes = platform::md5OfBytes(nullptr, 0);
-    digests_[index] = {noBytes, kHashed};
+    digest(index) = {noBytes, kHashed};
     note(index, std::move(line));
 }
 
 void DigestPipeline::setChanged(std::size_t index) {
-    digests_[index].state = kChanged;
-    note(index, FileTools::changedSinceScanLine(files_.path(order_[index])));
+    digest(index).state = kChanged;
+    note(index, FileTools::changedSinceScanLine(files_.path(index)));
+}
+
+void DigestPipeline::releaseBefore(std::size_t index) {
+    for (; releasedDigests_ < digests_.size() && (releasedDigests_ + 1) << kDigestShift <= index;
+         ++releasedDigests_) {
+        digests_[releasedDigests_].reset();
+    }
 }
 
 std::string DigestPipeline::digestText(std::size_t index) const {
-    switch (digests_[index].state) {
+    switch (digest(index).state) {
         case kHashed:
-            return platform::base64(digests_[index].bytes);
+            return platform::base64(digest(index).bytes);
         case kChanged:
             return std::string(kChangedSinceScan);
         default:
@@ -339,7 +349,7 @@ std::string DigestPipeline::digestText(std::size_t index) const {
 }
 
 std::uint64_t DigestPipeline::lengthAt(std::size_t index) const {
-    return files_.stamp(order_[index]).size;
+    return files_.stamp(index).size;
 }
 
 void DigestPipeline::note(std::size_t index, std::string line) {

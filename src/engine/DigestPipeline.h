@@ -6,6 +6,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -21,13 +22,13 @@ namespace kelvora {
 
 class DigestPipeline {
 public:
-    // The files are files[order[0]], files[order[1]], ..., sorted by size, largest first;
-    // neither may change while the pipeline lives. Positions below are positions in order.
+    // files are sorted by size, largest first, and do not change while the pipeline lives,
+    // except that the records the loop has passed may be released.
     // batchedReads: read the first bytes of files in batches where the kernel allows it.
     // folders: descriptors of the walk's folders, by ScanList::handle, for opening files by
     // their names alone.
-    DigestPipeline(const ScanList& files, const std::vector<std::uint32_t>& order,
-                   const std::atomic<bool>& canceled, unsigned threads, bool batchedReads = true,
+    DigestPipeline(const ScanList& files, const std::atomic<bool>& canceled, unsigned threads,
+                   bool batchedReads = true,
                    const std::vector<platform::FileHandle>* folders = nullptr);
     ~DigestPipeline();
     DigestPipeline(const DigestPipeline&) = delete;
@@ -41,9 +42,13 @@ public:
     // since the walk equals nothing, and a file whose first bytes differ from those of every
     // other file of its size is never read whole and equals nothing either.
     bool sameDigest(std::size_t a, std::size_t b) const {
-        return digests_[a].state == kHashed && digests_[b].state == kHashed &&
-               digests_[a].bytes == digests_[b].bytes;
+        const Digest& first = digest(a);
+        const Digest& second = digest(b);
+        return first.state == kHashed && second.state == kHashed && first.bytes == second.bytes;
     }
+    // Frees what is kept of the files before index, which the loop has passed; asking for
+    // them afterwards is an error.
+    void releaseBefore(std::size_t index);
     // The digest as File::MD5Hash holds it: empty for a file never read whole.
     std::string digestText(std::size_t index) const;
     // The console line the one-by-one search would print when it first hashes this file.
@@ -77,7 +82,11 @@ private:
     void hashWhole(std::size_t index);
     void setUnreadable(std::size_t index, std::string line);
     void setChanged(std::size_t index);
-    std::uint64_t sizeAt(std::size_t index) const { return files_.size(order_[index]); }
+    static constexpr unsigned kDigestShift = 12;
+    Digest& digest(std::size_t index) const {
+        return digests_[index >> kDigestShift][index & ((std::size_t{1} << kDigestShift) - 1)];
+    }
+    std::uint64_t sizeAt(std::size_t index) const { return files_.size(index); }
     // What the files hold is read with the sizes of what the walk found (a link's target),
     // not its own sizes.
     std::uint64_t lengthAt(std::size_t index) const;
@@ -85,11 +94,13 @@ private:
     std::size_t runOf(std::size_t index) const;
 
     const ScanList& files_;
-    const std::vector<std::uint32_t>& order_;
     const std::atomic<bool>& canceled_;
     std::vector<Run> runs_;
-    std::vector<Digest> digests_;  // by position; each written by the worker of its run
-    std::vector<char> settled_;    // per run
+    // By position, in chunks that the loop frees behind it; each entry is written by the
+    // worker of its run.
+    std::vector<std::unique_ptr<Digest[]>> digests_;
+    std::size_t releasedDigests_ = 0;
+    std::vector<char> settled_;  // per run
     std::vector<Chunk> chunks_;
     bool batchedReads_;
     const std::vector<platform::FileHandle>* folders_;

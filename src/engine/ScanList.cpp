@@ -60,6 +60,42 @@ FileStamp ScanList::stamp(std::size_t index) const {
     return stamp;
 }
 
+void ScanList::reorder(std::vector<std::uint32_t> order) {
+    if (!otherSizes_.empty()) {
+        std::vector<std::pair<std::size_t, std::uint64_t>> moved;
+        for (std::size_t k = 0; k < count_; ++k) {
+            if (((*this)[order[k]].device & kOtherSize) != 0) {
+                moved.emplace_back(k, stamp(order[k]).size);
+            }
+        }
+        otherSizes_ = std::move(moved);
+    }
+    // Each cycle of the permutation is followed once, with one record held aside; a place
+    // filled is marked by order[k] = k.
+    for (std::size_t start = 0; start < count_; ++start) {
+        if (order[start] == start) continue;
+        const Record saved = at(start);
+        std::size_t k = start;
+        for (;;) {
+            const std::size_t from = order[k];
+            order[k] = static_cast<std::uint32_t>(k);
+            if (from == start) {
+                at(k) = saved;
+                break;
+            }
+            at(k) = at(from);
+            k = from;
+        }
+    }
+}
+
+void ScanList::releaseBefore(std::size_t index) {
+    for (; released_ < records_.size() && (released_ + 1) * kRecordsPerChunk <= index;
+         ++released_) {
+        records_[released_].reset();
+    }
+}
+
 FilePtr ScanList::file(std::size_t index) const {
     const Record& record = (*this)[index];
     auto file = std::make_shared<File>(path(index), pathExtension(name(index)), record.size);

@@ -53,6 +53,13 @@ public:
     // The record as the search reports it.
     FilePtr file(std::size_t index) const;
 
+    // Puts the records in the given order: the record at index k becomes the one that was
+    // at order[k]. order is a permutation of the indexes.
+    void reorder(std::vector<std::uint32_t> order);
+    // Frees the records before index, which may no longer be read. Another thread may read
+    // the records from index on meanwhile.
+    void releaseBefore(std::size_t index);
+
     void clear() { *this = ScanList(); }
 
 private:
@@ -67,8 +74,13 @@ private:
         std::uint32_t handle;
     };
 
+    Record& at(std::size_t index) {
+        return records_[index >> kRecordShift][index & (kRecordsPerChunk - 1)];
+    }
+
     std::vector<std::unique_ptr<Record[]>> records_;
     std::size_t count_ = 0;
+    std::size_t released_ = 0;  // chunks freed
     std::vector<std::unique_ptr<char[]>> names_;
     std::size_t nameEnd_ = kNameChunk;  // used bytes of the last name chunk
     std::vector<Folder> folders_;

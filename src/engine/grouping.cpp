@@ -114,7 +114,6 @@ FileList FileTools::groupScanned(bool withSingles) {
         scanned_.clear();
         return fileList;
     }
-    std::vector<std::uint32_t> order;
     {
         struct Keyed {
             std::uint64_t size;
@@ -131,13 +130,15 @@ FileList FileTools::groupScanned(bool withSingles) {
             postSearchThreadFinished();
             return {};
         }
-        order.resize(n);
+        std::vector<std::uint32_t> order(n);
         for (std::size_t i = 0; i < n; ++i) order[i] = keyed[i].index;
+        keyed = {};
+        scanned_.reorder(std::move(order));
     }
-    DigestPipeline pipeline(scanned_, order, settingsManager.searchCanceledByUser, hashThreads,
+    DigestPipeline pipeline(scanned_, settingsManager.searchCanceledByUser, hashThreads,
                             batchedReads, &folderHandles_);
     const auto fileAt = [&](std::size_t position) {
-        FilePtr file = scanned_.file(order[position]);
+        FilePtr file = scanned_.file(position);
         file->MD5Hash = pipeline.digestText(position);
         return file;
     };
@@ -151,11 +152,16 @@ FileList FileTools::groupScanned(bool withSingles) {
     for (std::size_t i = 0; i + 1 < n; ++i) {
         postProgress(static_cast<std::int64_t>(i + 1));
         if (canceled()) return stop();
+        // Nothing reads the records before i any more: the pipeline works ahead of the loop.
+        if (!withSingles) {
+            scanned_.releaseBefore(i);
+            pipeline.releaseBefore(i);
+        }
         if (found[i]) continue;
-        const std::uint64_t size = scanned_.size(order[i]);
+        const std::uint64_t size = scanned_.size(i);
         FilePtr head;
         for (std::size_t j = i + 1; j < n; ++j) {
-            if (scanned_.size(order[j]) != size) break;
+            if (scanned_.size(j) != size) break;
             if (canceled()) return stop();
             if (size < kHashThreshold) {
                 if (!pipeline.waitFor(i)) return stop();
@@ -163,7 +169,7 @@ FileList FileTools::groupScanned(bool withSingles) {
             }
             found[j] = 1;
             if (!head) head = fileAt(i);
-            head->duplicates.push_back(scannedMember(order[j]));
+            head->duplicates.push_back(scannedMember(j));
         }
         if (withSingles) {
             all[i] = head ? std::move(head) : fileAt(i);

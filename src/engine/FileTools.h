@@ -142,6 +142,7 @@ private:
     bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd);
     void lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                 std::uint64_t maximumSize, const std::vector<std::string>& extensions);
+    bool claimObject(const platform::Attributes& item, const platform::Attributes& target);
     void enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
                      std::string path, bool ignorePackages);
     int folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder);
@@ -158,6 +159,7 @@ private:
     // What the walk found, while the search runs.
     ScanList scanned_;
     FileIdSet listedObjects_;
+    bool rememberEveryObject_ = false;
     FileIdSet walkedFolders_;
     StatAhead* statAhead_ = nullptr;  // during a walk with hash threads
     // During a search with hash threads: a descriptor of each folder the walk listed (as

@@ -246,11 +246,26 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     }
     const std::uint64_t size = package ? packageSize(path) : item->size;
     if (size < minimumSize || size > maximumSize) return;
-    // One file-system object is one file: the first path that passes every filter lists it,
-    // so hard links and links to a listed file never group with themselves.
-    if (!listedObjects_.insert(target->device, target->inode)) return;
+    if (!claimObject(*item, *target)) return;
     scanned_.add(stack.back().folders[entry.folder].scanned, name, size, stampOf(*target),
                  item->createdNanoseconds);
+}
+
+// One file-system object is one file: the first path that passes every filter lists it, so
+// hard links and links to a listed file never group with themselves. A file with one name,
+// found by that name, can be met again only through a link to it (a folder is never listed
+// twice), so until the walk meets the first link, only objects with several names are
+// remembered: on most trees the set stays nearly empty instead of holding every file.
+bool FileTools::claimObject(const platform::Attributes& item, const platform::Attributes& target) {
+    if (item.isLink && !rememberEveryObject_) {
+        rememberEveryObject_ = true;
+        for (std::size_t i = 0; i < scanned_.size(); ++i) {
+            const FileStamp listed = scanned_.stamp(i);
+            listedObjects_.insert(listed.device, listed.inode);
+        }
+    }
+    if (!rememberEveryObject_ && target.links == 1) return true;
+    return listedObjects_.insert(target.device, target.inode);
 }
 
 void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,

@@ -26,6 +26,7 @@ Attributes fromStat(const struct stat& st) {
     attributes.isFolder = S_ISDIR(st.st_mode);
     attributes.isRegular = S_ISREG(st.st_mode);
     attributes.isLink = S_ISLNK(st.st_mode);
+    attributes.links = st.st_nlink;
     attributes.modifiedNanoseconds =
         static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec;
     return attributes;
@@ -131,6 +132,7 @@ int statAt(int folder, const char* name, bool followLinks, Attributes& attribute
     attributes.isFolder = S_ISDIR(stx.stx_mode);
     attributes.isRegular = S_ISREG(stx.stx_mode);
     attributes.isLink = S_ISLNK(stx.stx_mode);
+    attributes.links = (stx.stx_mask & STATX_NLINK) != 0 ? stx.stx_nlink : 0;
     attributes.modifiedNanoseconds = nanoseconds(stx.stx_mtime);
     attributes.createdNanoseconds = (stx.stx_mask & STATX_BTIME) != 0
                                         ? nanoseconds(stx.stx_btime)

@@ -22,6 +22,8 @@ struct Attributes {
     bool isFolder = false;
     bool isRegular = false;
     bool isLink = false;
+    // Its number of names (hard links); 0 when unknown.
+    std::uint64_t links = 0;
     std::int64_t modifiedNanoseconds = 0;
     // The creation date as the lists show it: the birth time where the file system keeps
     // one, else the modification time. Only statAt reads the birth time; elsewhere 0.

@@ -102,6 +102,19 @@ TEST(Walk, listsEveryFileSystemObjectOnceWhateverLinksLeadToIt) {
               (Paths{"elsewhere/e.jpg"}));
 }
 
+TEST(Walk, aFileWithOneNameIsListedOnceWhetherItsLinkComesBeforeOrAfterIt) {
+    testing::TempTree tree;
+    tree.createFile("first/b.jpg", "b");
+    tree.createSymlink("first/a.jpg", tree.path("first/b.jpg"));
+    tree.createFile("then/a.jpg", "a");
+    tree.createFile("then/b.jpg", "other");
+    tree.createSymlink("then/c.jpg", tree.path("then/a.jpg"));
+    tree.createSymlink("then/d.jpg", tree.path("first/b.jpg"));
+    EXPECT_EQ(walk(tree, {tree.path("first"), tree.path("then")}),
+              (Paths{"first/a.jpg", "then/a.jpg", "then/b.jpg"}));
+    EXPECT_EQ(walk(tree, {tree.path("then")}), (Paths{"then/a.jpg", "then/b.jpg", "then/d.jpg"}));
+}
+
 TEST(Walk, aLinkToAFileHasTheLinksOwnSize) {
     testing::TempTree tree;
     tree.createFilled("target/t.bin", 5000);

@@ -16,6 +16,7 @@
 #include "core/Texts.h"
 #include "engine/FileTools.h"
 #include "engine/SearchRun.h"
+#include "platform/Memory.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
 #include "profiles/Profile.h"
@@ -106,6 +107,7 @@ std::optional<std::string> applyOptions(const cli::CliOptions& options, Settings
 }  // namespace
 
 int main(int argc, char** argv) {
+    kelvora::platform::returnLargeBlocksWhenFreed();
     const char* home = std::getenv("HOME");
     const auto parsed =
         cli::parseOptions(std::vector<std::string>(argv + 1, argv + argc), home ? home : "/");

@@ -12,6 +12,7 @@
 #include <QFileInfo>
 
 #include "core/SettingsManager.h"
+#include "platform/Memory.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
 #include "platform/UserDefaults.h"
@@ -68,6 +69,7 @@ std::vector<std::string> startupFolders(const QStringList& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    kelvora::platform::returnLargeBlocksWhenFreed();
     if (wantsHelp(argc, argv)) {
         std::fputs(kUsage, stdout);
         return 0;

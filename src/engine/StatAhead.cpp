@@ -19,11 +19,11 @@ constexpr std::size_t kHeldListings = 32;
 
 }  // namespace
 
-StatAhead::Listing::Listing(std::vector<platform::FolderEntry> entries,
-                            platform::FileHandle folder)
+StatAhead::Listing::Listing(std::vector<platform::FolderEntry> entries, platform::FileHandle folder)
     : entries_(std::move(entries)),
       folder_(std::move(folder)),
-      slots_(std::make_unique<Slot[]>(entries_.size())) {
+      slots_(std::make_unique<Slot[]>(entries_.size())),
+      end_(entries_.size()) {
     if (!folder_.valid()) done_ = true;
 }
 
@@ -84,9 +84,8 @@ void StatAhead::work() {
         // Listings the walk has left, or that are read to the end, are dropped with their
         // descriptors (only this thread uses them); the thread then turns to the newest one.
         std::erase_if(listings_, [](const std::shared_ptr<Listing>& listing) {
-            const bool finished =
-                listing->done_.load(std::memory_order_relaxed) ||
-                listing->next_.load(std::memory_order_relaxed) >= listing->entries_.size();
+            const bool finished = listing->done_.load(std::memory_order_relaxed) || listing->met_ ||
+                                  listing->end_ == 0;
             if (finished) listing->folder_.reset();
             return finished;
         });
@@ -98,18 +97,20 @@ void StatAhead::work() {
         const std::shared_ptr<Listing> listing = listings_.back();
         lock.unlock();
         for (std::size_t count = 0; count < kStride && !listing->done_.load(); ++count) {
-            const std::size_t index = listing->next_.fetch_add(1);
-            if (index >= listing->entries_.size()) break;
+            if (listing->end_ == 0) break;
+            const std::size_t index = --listing->end_;
             if (!listing->wanted(index)) continue;
             Listing::Slot& slot = listing->slots_[index];
             std::uint8_t state = Listing::Free;
             if (!slot.state.compare_exchange_strong(state, Listing::Reading,
                                                     std::memory_order_acq_rel)) {
-                continue;  // the walk got there first
+                // The walk got there first: it has taken every entry below as well.
+                listing->met_ = true;
+                break;
             }
-            slot.error = platform::statAt(listing->folder_.get(),
-                                          listing->entries_[index].name.c_str(), false,
-                                          slot.attributes);
+            slot.error =
+                platform::statAt(listing->folder_.get(), listing->entries_[index].name.c_str(),
+                                 false, slot.attributes);
             slot.state.store(Listing::Ready, std::memory_order_release);
             slot.state.notify_one();
         }

@@ -44,7 +44,11 @@ public:
         std::vector<platform::FolderEntry> entries_;
         platform::FileHandle folder_;
         std::unique_ptr<Slot[]> slots_;
-        std::atomic<std::size_t> next_{0};
+        // The thread reads from the last entry down while the walk goes up from the first,
+        // so they meet once instead of taking turns entry by entry; both are touched by the
+        // thread alone.
+        std::size_t end_ = 0;  // entries from here on are read
+        bool met_ = false;     // the thread reached an entry the walk had taken
         std::atomic<bool> done_{false};
     };
 

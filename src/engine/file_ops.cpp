@@ -1,5 +1,7 @@
 // The size and date texts and the removal of copies as operations of the engine class, for
 // the windows that use it as their library of file operations.
+#include <array>
+
 #include "core/Texts.h"
 #include "engine/FileTools.h"
 #include "platform/Console.h"
@@ -36,18 +38,23 @@ std::string FileTools::scannedCreationDateText(const std::string& path,
                                                std::int64_t createdNanoseconds) const {
     if (hashThreads == 0 || createdNanoseconds == 0) return creationDateText(path).value_or("");
     // Copies made together share their creation second, and a date costs far more to format
-    // than to compare, so the last second formatted on this thread is kept with its text.
-    thread_local std::int64_t lastSecond = 0;
-    thread_local std::string lastText;
+    // than to look up, so the texts of recent seconds are kept on this thread, each in the
+    // place its second hashes to.
+    struct Formatted {
+        std::int64_t second = 0;
+        std::string text;
+    };
+    thread_local std::array<Formatted, 256> recent;
     constexpr std::int64_t kBillion = 1'000'000'000;
     const std::int64_t ns = createdNanoseconds;
     const std::int64_t second = ns / kBillion - (ns % kBillion < 0 ? 1 : 0);
-    if (lastText.empty() || second != lastSecond) {
-        lastText = formatDate(
+    Formatted& place = recent[static_cast<std::uint64_t>(second) * 0x9E3779B97F4A7C15ull >> 56];
+    if (place.text.empty() || place.second != second) {
+        place.text = formatDate(
             Date(std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(ns))));
-        lastSecond = second;
+        place.second = second;
     }
-    return lastText;
+    return place.text;
 }
 
 std::optional<std::string> FileTools::modificationDateText(const std::string& path) const {

@@ -162,7 +162,11 @@ int main(int argc, char** argv) {
         cli::writeText(std::cout, settings.duplicateFileList, options.keep.has_value());
     }
     std::cout.flush();
-    if (!options.cleanToTrash) return 0;
+    if (!options.cleanToTrash) {
+        // Nothing is left to do but give back what the search holds, which the system does
+        // at once on exit; freeing the records one by one first would only add to the wait.
+        std::_Exit(std::cout ? 0 : 1);
+    }
     // With --json the plan and the questions go to stderr so that stdout stays one object.
     return cli::runCleaning(options, settings, std::cin, options.json ? std::cerr : std::cout);
 }

@@ -246,18 +246,21 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     }
     const std::uint64_t size = package ? packageSize(path) : item->size;
     if (size < minimumSize || size > maximumSize) return;
-    if (!claimObject(*item, *target)) return;
+    // A package listed as a folder was read only through its target.
+    if (!claimObject(listedAsFolder ? *target : *item, *target)) return;
     scanned_.add(stack.back().folders[entry.folder].scanned, name, size, stampOf(*target),
                  item->createdNanoseconds);
 }
 
 // One file-system object is one file: the first path that passes every filter lists it, so
-// hard links and links to a listed file never group with themselves. A file with one name,
-// found by that name, can be met again only through a link to it (a folder is never listed
-// twice), so until the walk meets the first link, only objects with several names are
-// remembered: on most trees the set stays nearly empty instead of holding every file.
+// hard links, links to a listed file and a file mounted over another path never group with
+// themselves. A file with one name, found by that name, can be met again only through a link
+// or a mount (a folder is never listed twice), so until the walk meets the first of those,
+// only objects with several names are remembered: on most trees the set stays nearly empty
+// instead of holding every file.
 bool FileTools::claimObject(const platform::Attributes& item, const platform::Attributes& target) {
-    if (item.isLink && !rememberEveryObject_) {
+    const bool secondPath = item.isLink || item.mayBeMountRoot || target.mayBeMountRoot;
+    if (secondPath && !rememberEveryObject_) {
         rememberEveryObject_ = true;
         for (std::size_t i = 0; i < scanned_.size(); ++i) {
             const FileStamp listed = scanned_.stamp(i);

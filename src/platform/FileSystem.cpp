@@ -133,6 +133,8 @@ int statAt(int folder, const char* name, bool followLinks, Attributes& attribute
     attributes.isRegular = S_ISREG(stx.stx_mode);
     attributes.isLink = S_ISLNK(stx.stx_mode);
     attributes.links = (stx.stx_mask & STATX_NLINK) != 0 ? stx.stx_nlink : 0;
+    attributes.mayBeMountRoot = (stx.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) == 0 ||
+                                (stx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
     attributes.modifiedNanoseconds = nanoseconds(stx.stx_mtime);
     attributes.createdNanoseconds = (stx.stx_mask & STATX_BTIME) != 0
                                         ? nanoseconds(stx.stx_btime)

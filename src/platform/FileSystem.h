@@ -24,6 +24,9 @@ struct Attributes {
     bool isLink = false;
     // Its number of names (hard links); 0 when unknown.
     std::uint64_t links = 0;
+    // True when it is, or may be, the root of a mount: a file mounted over another path is
+    // one object under two paths even with a single name. Read by statAt; elsewhere true.
+    bool mayBeMountRoot = true;
     std::int64_t modifiedNanoseconds = 0;
     // The creation date as the lists show it: the birth time where the file system keeps
     // one, else the modification time. Only statAt reads the birth time; elsewhere 0.

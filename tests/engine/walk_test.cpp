@@ -1,6 +1,7 @@
 // The folder walk on real trees.
 #include <gtest/gtest.h>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include "support/EngineHarness.h"
@@ -113,6 +114,22 @@ TEST(Walk, aFileWithOneNameIsListedOnceWhetherItsLinkComesBeforeOrAfterIt) {
     EXPECT_EQ(walk(tree, {tree.path("first"), tree.path("then")}),
               (Paths{"first/a.jpg", "then/a.jpg", "then/b.jpg"}));
     EXPECT_EQ(walk(tree, {tree.path("then")}), (Paths{"then/a.jpg", "then/b.jpg", "then/d.jpg"}));
+}
+
+TEST(Walk, aFileMountedOverAnotherPathIsListedOnce) {
+    testing::TempTree tree;
+    const std::string original = tree.createFile("a/file.bin", "one object");
+    const std::string over = tree.createFile("b/file.bin", "");
+    if (::mount(original.c_str(), over.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+        GTEST_SKIP() << "mounting needs privileges this run does not have";
+    }
+    struct Unmount {
+        std::string path;
+        ~Unmount() { ::umount(path.c_str()); }
+    } unmount{over};
+    // Whichever path comes first is the one listed; the other is the same object.
+    EXPECT_EQ(walk(tree, {tree.root()}), (Paths{"a/file.bin"}));
+    EXPECT_EQ(walk(tree, {tree.path("b"), tree.path("a")}), (Paths{"b/file.bin"}));
 }
 
 TEST(Walk, aLinkToAFileHasTheLinksOwnSize) {

@@ -56,6 +56,7 @@ Outcome search(const std::string& root, unsigned threads, bool batchedReads = tr
 void buildRandomTree(testing::TempTree& tree, std::mt19937& random) {
     const std::size_t sizes[] = {0, 1, 100, 4096, 4097, 16384, 16385, 70000};
     std::vector<std::string> originals;
+    std::vector<std::string> firstTwo;
     const int files = 40 + static_cast<int>(random() % 60);
     for (int i = 0; i < files; ++i) {
         const std::size_t size = sizes[random() % std::size(sizes)];
@@ -66,10 +67,15 @@ void buildRandomTree(testing::TempTree& tree, std::mt19937& random) {
         const std::string& data = copy ? originals[random() % originals.size()] : contents;
         const std::string name = "d" + std::to_string(random() % 5) + "/f" + std::to_string(i);
         tree.createFile(name, data);
+        if (i < 2) firstTwo.push_back(name);
         if (!copy) originals.push_back(contents);
     }
     tree.createFolder("d0/empty-folder");
     tree.createSymlink("d1/pipe-like-link", tree.path("d0/missing"));
+    // Links to files, walked before their targets: found by the link's own size (equal for
+    // targets of equal path lengths), read with their target's.
+    tree.createSymlink("d0/a-link-1", tree.path(firstTwo[0]));
+    tree.createSymlink("d0/a-link-2", tree.path(firstTwo[1]));
 }
 
 TEST(Equivalence, hashThreadsChangeNothingOnRandomTrees) {

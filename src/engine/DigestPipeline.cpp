@@ -27,11 +27,14 @@ constexpr std::uint64_t kReadWhole = 16 * 1024;
 constexpr std::size_t kPrefix = 4 * 1024;
 // Room per file of a batch: a file read whole asks for one byte more than it should have.
 constexpr std::size_t kSlot = kReadWhole + 1;
-// Small files that may be copies are hashed from the bytes already read, as long as a
-// worker's copies of them stay within this; beyond it they are read again. A chunk of runs
-// is about one batch, so this holds all of it unless its files are near the largest read
-// whole.
+// A chunk read in one batch keeps its bytes in the batch buffers until it is settled. A run
+// too long for one batch is read in several: small files that may be copies are then hashed
+// from copies of their bytes, as long as a worker's copies stay within this; beyond it they
+// are read again.
 constexpr std::size_t kKeptBytes = 1024 * 1024;
+// Up to this many files, a run is told apart by comparing the bytes read pair by pair: most
+// files differ in their first bytes, so that costs next to nothing.
+constexpr std::size_t kComparedPairwise = 16;
 
 // A quick 64-bit hash of the bytes read from a file. It only sorts the files of a run into
 // those that may be copies and those that cannot be: equal bytes always hash alike, and the
@@ -76,9 +79,13 @@ public:
     }
 
     struct Look {
+        // The bytes read, while the chunk is settled: in a batch buffer or in kept. Null
+        // when they were not kept; the signature stands for them then.
+        const char* bytes = nullptr;
+        std::uint32_t length = 0;
+        bool read = false;  // false: unreadable, changed, or not reached before a cancel
+        bool signed_ = false;
         std::uint64_t signature = 0;
-        std::int64_t kept = -1;  // offset of the bytes in kept, if they were kept
-        bool read = false;       // false: unreadable, changed, or not reached before a cancel
     };
     Look& look(std::size_t index) { return looks[index - base]; }
 
@@ -86,6 +93,7 @@ public:
     std::unique_ptr<char[]> buffers;
     std::vector<Look> looks;  // for the list indexes of the chunk being settled
     std::size_t base = 0;
+    bool oneBatch = false;  // the chunk's files fit in one batch: its buffers hold them all
     std::vector<char> kept;
     // The whole paths of a batch's files whose folders were not kept open.
     std::array<std::string, platform::PrefixReads::kBatch> paths;
@@ -107,9 +115,12 @@ DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& c
         begin = end;
     }
     settled_.assign(runs_.size(), 0);
+    // As many runs as one batch holds, or one run that needs several.
     for (std::size_t run = 0; run < runs_.size();) {
         const std::size_t first = run;
-        for (std::size_t files = 0; run < runs_.size() && files < platform::PrefixReads::kBatch;
+        std::size_t files = runs_[run].end - runs_[run].begin;
+        for (++run; run < runs_.size() &&
+                    files + (runs_[run].end - runs_[run].begin) <= platform::PrefixReads::kBatch;
              ++run) {
             files += runs_[run].end - runs_[run].begin;
         }
@@ -149,6 +160,7 @@ void DigestPipeline::work() {
 void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {
     worker.base = runs_[chunk.firstRun].begin;
     worker.looks.assign(runs_[chunk.endRun - 1].end - worker.base, {});
+    worker.oneBatch = worker.looks.size() <= platform::PrefixReads::kBatch;
     worker.kept.clear();
     std::vector<std::size_t> batch;
     batch.reserve(platform::PrefixReads::kBatch);
@@ -189,7 +201,8 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
     }
     for (std::size_t k = 0; k < batch.size(); ++k) {
         if (worker.reads.active() && items[k].ok) {
-            take(batch[k], std::string_view(items[k].buffer, items[k].bytes), worker);
+            take(batch[k], std::string_view(items[k].buffer, items[k].bytes), worker,
+                 worker.oneBatch);
         } else {
             // Whatever kept the batch from reading the file, the ordinary read meets it again
             // and reports it as the one-by-one search does.
@@ -215,17 +228,25 @@ void DigestPipeline::readOrdinary(std::size_t index, Worker& worker) {
         setChanged(index);
         return;
     }
-    take(index, *read, worker);
+    take(index, *read, worker, false);
 }
 
-void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& worker) {
+void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& worker, bool lasting) {
     Worker::Look& look = worker.look(index);
     look.read = true;
-    look.signature = quickHash(bytes);
-    if (lengthAt(index) <= kReadWhole && worker.kept.size() + bytes.size() <= kKeptBytes) {
-        look.kept = static_cast<std::int64_t>(worker.kept.size());
-        worker.kept.insert(worker.kept.end(), bytes.begin(), bytes.end());
+    look.length = static_cast<std::uint32_t>(bytes.size());
+    if (lasting) {
+        look.bytes = bytes.data();
+        return;
     }
+    // kept never grows past what was reserved, so what it holds stays where it is.
+    if (lengthAt(index) <= kReadWhole && worker.kept.size() + bytes.size() <= kKeptBytes) {
+        look.bytes = worker.kept.data() + worker.kept.size();
+        worker.kept.insert(worker.kept.end(), bytes.begin(), bytes.end());
+        return;
+    }
+    look.signature = quickHash(bytes);
+    look.signed_ = true;
 }
 
 void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash) {
@@ -233,12 +254,32 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
     // copy of any of them.
     const std::size_t length = run.end - run.begin;
     std::vector<char> shared(length, 0);
-    if (length <= 16) {
+    bool allKept = true;
+    for (std::size_t i = run.begin; i < run.end; ++i) {
+        Worker::Look& look = worker.look(i);
+        if (look.read && look.bytes == nullptr) allKept = false;
+    }
+    if (!allKept || length > kComparedPairwise) {
+        for (std::size_t i = run.begin; i < run.end; ++i) {
+            Worker::Look& look = worker.look(i);
+            if (look.read && !look.signed_) {
+                look.signature = quickHash(std::string_view(look.bytes, look.length));
+                look.signed_ = true;
+            }
+        }
+    }
+    if (length <= kComparedPairwise) {
+        const auto same = [&](const Worker::Look& first, const Worker::Look& second) {
+            if (!allKept) return first.signature == second.signature;
+            return first.length == second.length &&
+                   std::memcmp(first.bytes, second.bytes, first.length) == 0;
+        };
         for (std::size_t a = 0; a < length; ++a) {
             const Worker::Look& first = worker.look(run.begin + a);
             for (std::size_t b = a + 1; first.read && b < length; ++b) {
                 const Worker::Look& second = worker.look(run.begin + b);
-                if (second.read && second.signature == first.signature) shared[a] = shared[b] = 1;
+                if (!second.read || (shared[a] && shared[b])) continue;
+                if (same(first, second)) shared[a] = shared[b] = 1;
             }
         }
     } else {
@@ -263,20 +304,28 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
 }
 
 void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& worker) {
-    const auto keptBytes = [&](std::size_t index) {
-        return reinterpret_cast<const unsigned char*>(worker.kept.data() + worker.look(index).kept);
+    // A small file's bytes read are all of it.
+    const auto keptBytes = [&](std::size_t index) -> const unsigned char* {
+        const Worker::Look& look = worker.look(index);
+        if (look.bytes == nullptr || lengthAt(index) > kReadWhole) return nullptr;
+        return reinterpret_cast<const unsigned char*>(look.bytes);
     };
     if (toHash.size() >= platform::Md5Streams::kWorthwhile && platform::Md5Streams::available()) {
         std::vector<platform::Md5Streams::Job> jobs(toHash.size());
         std::vector<std::string> paths(toHash.size());
         for (std::size_t k = 0; k < toHash.size(); ++k) {
-            if (worker.look(toHash[k]).kept >= 0) {
-                jobs[k].data = keptBytes(toHash[k]);
+            const std::size_t file = toHash[k];
+            const std::uint32_t handle = files_.handle(file);
+            if (const unsigned char* bytes = keptBytes(file)) {
+                jobs[k].data = bytes;
+            } else if (folders_ != nullptr && handle < folders_->size()) {
+                jobs[k].folder = (*folders_)[handle].get();
+                jobs[k].path = files_.name(file);
             } else {
-                paths[k] = files_.path(toHash[k]);
+                paths[k] = files_.path(file);
                 jobs[k].path = paths[k].c_str();
             }
-            jobs[k].length = lengthAt(toHash[k]);
+            jobs[k].length = lengthAt(file);
         }
         platform::Md5Streams::run(jobs, &canceled_);
         for (std::size_t k = 0; k < toHash.size(); ++k) {
@@ -292,10 +341,9 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
     }
     for (const std::size_t index : toHash) {
         if (canceled_.load()) return;
-        if (worker.look(index).kept >= 0) {
-            digest(index) = {
-                platform::md5OfBytes(keptBytes(index), static_cast<std::size_t>(lengthAt(index))),
-                kHashed};
+        if (const unsigned char* bytes = keptBytes(index)) {
+            digest(index) = {platform::md5OfBytes(bytes, static_cast<std::size_t>(lengthAt(index))),
+                             kHashed};
         } else {
             hashWhole(index);
         }

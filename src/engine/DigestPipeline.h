@@ -75,7 +75,8 @@ private:
     void readChunk(const Chunk& chunk, Worker& worker);
     void readBatch(const std::vector<std::size_t>& batch, Worker& worker);
     void readOrdinary(std::size_t index, Worker& worker);
-    void take(std::size_t index, std::string_view bytes, Worker& worker);
+    // lasting: the bytes stay where they are until the chunk is settled.
+    void take(std::size_t index, std::string_view bytes, Worker& worker, bool lasting);
     // Marks the run's files that cannot be copies, and lists those that must be hashed.
     void sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash);
     void hashAll(const std::vector<std::size_t>& toHash, Worker& worker);

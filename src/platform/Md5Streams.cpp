@@ -25,6 +25,7 @@ struct Lane {
     const unsigned char* at = nullptr;        // the next bytes to hash
     std::size_t left = 0;                     // how many there are
     std::uint64_t taken = 0;                  // bytes of the stream read (or at hand) so far
+    bool endSeen = false;                     // a read came back short: the file ends there
     bool inTail = false;                      // at is the padded last block or two
     std::array<unsigned char, 2 * kBlock> tail{};
 };
@@ -38,13 +39,18 @@ bool start(Lane& lane, Md5Streams::Job& job) {
         lane.taken = job.length;
         return true;
     }
-    auto opened = openRegularFile(job.path);
-    if (!opened) return false;
-    lane.file = std::move(*opened);
-    if (!lane.buffer) lane.buffer = std::make_unique_for_overwrite<unsigned char[]>(kChunk + kBlock);
+    // No type check: a folder fails its first read, and a pipe or device put in the file's
+    // place (O_NONBLOCK: never waited on) gives other than exactly length bytes; either way
+    // the caller's ordinary read meets it again and says what it is.
+    lane.file =
+        FileHandle(::openat(job.folder, job.path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!lane.file.valid()) return false;
+    if (!lane.buffer)
+        lane.buffer = std::make_unique_for_overwrite<unsigned char[]>(kChunk + kBlock);
     lane.at = lane.buffer.get();
     lane.left = 0;
     lane.taken = 0;
+    lane.endSeen = false;
     return true;
 }
 
@@ -76,10 +82,15 @@ bool refill(Lane& lane) {
         std::size_t have = lane.left;
         while (have < kBlock && lane.taken < job.length) {
             const std::size_t room = kChunk + kBlock - have;
-            const auto want =
-                static_cast<std::size_t>(std::min<std::uint64_t>(room, job.length - lane.taken));
+            const std::uint64_t remaining = job.length - lane.taken;
+            // The last read asks for one byte more than is left: a file that grew since gives
+            // it, and one that gives less has shown where it ends without another read.
+            const std::size_t want =
+                remaining < room ? static_cast<std::size_t>(remaining) + 1 : room;
             const long got = readSome(lane.file.get(), buffer + have, want);
-            if (got <= 0) return false;
+            if (got <= 0 || static_cast<std::uint64_t>(got) > remaining) return false;
+            if (want > remaining && static_cast<std::uint64_t>(got) == remaining)
+                lane.endSeen = true;
             have += static_cast<std::size_t>(got);
             lane.taken += static_cast<std::uint64_t>(got);
         }
@@ -88,7 +99,7 @@ bool refill(Lane& lane) {
         if (have >= kBlock) return true;
         // All of it is in; a file that grew since has more to give.
         unsigned char probe = 0;
-        if (readSome(lane.file.get(), &probe, 1) != 0) return false;
+        if (!lane.endSeen && readSome(lane.file.get(), &probe, 1) != 0) return false;
         lane.file.reset();
     }
     pad(lane);

@@ -2,6 +2,8 @@
 // copies come in pairs, so lanes of equal length alone would rarely be full.
 #pragma once
 
+#include <fcntl.h>
+
 #include <atomic>
 #include <cstdint>
 #include <span>
@@ -13,8 +15,8 @@ namespace kelvora::platform {
 class Md5Streams {
 public:
     struct Job {
-        // A regular file (path) expected to hold length bytes, or without a path, bytes in
-        // memory (data, length; data may be null when length is 0).
+        // A regular file (path, relative to folder) expected to hold length bytes, or without
+        // a path, bytes in memory (data, length; data may be null when length is 0).
         const unsigned char* data = nullptr;
         const char* path = nullptr;
         std::uint64_t length = 0;
@@ -23,6 +25,7 @@ public:
         // reads it the ordinary way, which reports what went wrong.
         bool ok = false;
         Md5Digest digest{};
+        int folder = AT_FDCWD;
     };
 
     // Worth it from this many jobs on; fewer run faster one after another.

@@ -53,13 +53,14 @@ Outcome search(const std::string& root, unsigned threads, bool batchedReads = tr
 
 // Sizes from a small set so that runs of equal sizes are long; contents that share their
 // first bytes, their last bytes, or everything.
-void buildRandomTree(testing::TempTree& tree, std::mt19937& random) {
-    const std::size_t sizes[] = {0, 1, 100, 4096, 4097, 16384, 16385, 70000};
+void buildRandomTree(testing::TempTree& tree, std::mt19937& random,
+                     std::vector<std::size_t> sizes = {0, 1, 100, 4096, 4097, 16384, 16385, 70000},
+                     int files = 0) {
     std::vector<std::string> originals;
     std::vector<std::string> firstTwo;
-    const int files = 40 + static_cast<int>(random() % 60);
+    if (files == 0) files = 40 + static_cast<int>(random() % 60);
     for (int i = 0; i < files; ++i) {
-        const std::size_t size = sizes[random() % std::size(sizes)];
+        const std::size_t size = sizes[random() % sizes.size()];
         std::string contents(size, 'a');
         for (char& c : contents) c = static_cast<char>('a' + random() % 3);
         if (size > 10 && random() % 2 == 0) contents.replace(0, 10, "HEADERHEAD");
@@ -116,6 +117,20 @@ TEST(Equivalence, unreadableFilesAreReportedInTheSameOrder) {
         return reference.console.size() == 2 && fast.groups == reference.groups &&
                fast.console == reference.console && fast.progress == reference.progress;
     }));
+}
+
+// Runs longer than one batch of reads, and longer than what is compared pair by pair: each
+// is read in several batches, its small files hashed from copies of their bytes.
+TEST(Equivalence, runsLongerThanABatchChangeNothing) {
+    std::mt19937 random(7);
+    testing::TempTree tree;
+    buildRandomTree(tree, random, {100, 16384, 70000}, 230);
+    const Outcome reference = search(tree.root(), 0);
+    for (bool batched : {true, false}) {
+        const Outcome fast = search(tree.root(), 2, batched);
+        ASSERT_EQ(fast.groups, reference.groups) << "batched " << batched;
+        ASSERT_EQ(fast.progress, reference.progress);
+    }
 }
 
 // Files swapped after the walk: one shrinks, one becomes a named pipe, one a folder. The

@@ -1,5 +1,7 @@
 // Multi-lane MD5 against the platform's own MD5, lane by lane.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <random>
 #include <vector>
@@ -114,12 +116,26 @@ TEST(Md5Streams, hashesStreamsOfEveryLengthAndLeavesBrokenFilesToTheCaller) {
             jobs[i].path = paths[i].c_str();
         }
     }
-    // Broken files among the others: gone, shorter than said, longer than said.
+    // A file named within an open folder, as the search names them.
+    const FileHandle folder(::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_TRUE(folder.valid());
+    jobs.push_back({nullptr, "f5", contents[5].size()});
+    jobs.back().folder = folder.get();
+    contents.push_back(contents[5]);
+    // Broken files among the others: gone, shorter than said, longer than said, and a folder
+    // and a named pipe where a file was, which must not keep the run waiting.
+    const std::size_t firstBroken = jobs.size();
     const std::string gone = tree.path("gone");
     jobs.push_back({nullptr, gone.c_str(), 10});
     jobs.push_back({nullptr, paths[13].c_str(), contents[13].size() + 1});
     jobs.push_back({nullptr, paths[15].c_str(), contents[15].size() - 1});
+    const std::string folderPath = tree.createFolder("in-a-file's-place");
+    jobs.push_back({nullptr, folderPath.c_str(), 10});
+    const std::string pipe = tree.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0644), 0);
+    jobs.push_back({nullptr, pipe.c_str(), 10});
     Md5Streams::run(jobs);
+    ASSERT_EQ(firstBroken, contents.size());
     for (std::size_t i = 0; i < contents.size(); ++i) {
         ASSERT_TRUE(jobs[i].ok) << i;
         EXPECT_EQ(jobs[i].digest, md5OfBytes(contents[i].data(), contents[i].size()))

@@ -33,8 +33,11 @@ private:
         std::string name;
         std::shared_ptr<Observer> observer;
     };
+    using Entries = std::vector<Entry>;
+    // Replaced whole on every change, never changed in place: a post holds on to the list it
+    // found, so it reads it without the lock and copies nothing.
     std::mutex mutex_;
-    std::vector<Entry> entries_;
+    std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();
     Token nextToken_ = 1;
 };
 

@@ -19,12 +19,14 @@ constexpr std::size_t kHeldListings = 32;
 
 }  // namespace
 
-StatAhead::Listing::Listing(std::vector<platform::FolderEntry> entries, platform::FileHandle folder)
+StatAhead::Listing::Listing(std::vector<platform::FolderEntry> entries, platform::FileHandle folder,
+                            int kept)
     : entries_(std::move(entries)),
-      folder_(std::move(folder)),
+      own_(std::move(folder)),
+      folder_(own_.valid() ? own_.get() : kept),
       slots_(std::make_unique<Slot[]>(entries_.size())),
       end_(entries_.size()) {
-    if (!folder_.valid()) done_ = true;
+    if (folder_ < 0) done_ = true;
 }
 
 bool StatAhead::Listing::wanted(std::size_t index) const {
@@ -59,10 +61,11 @@ StatAhead::~StatAhead() {
 }
 
 std::shared_ptr<StatAhead::Listing> StatAhead::add(std::vector<platform::FolderEntry> entries,
-                                                   int folder) {
-    // A descriptor of its own; without one (out of descriptors) the walk reads every entry.
-    platform::FileHandle own(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
-    auto listing = std::make_shared<Listing>(std::move(entries), std::move(own));
+                                                   int folder, int kept) {
+    // Without a descriptor (out of them) the walk reads every entry itself.
+    platform::FileHandle own;
+    if (kept < 0) own = platform::FileHandle(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    auto listing = std::make_shared<Listing>(std::move(entries), std::move(own), kept);
     if (!listing->done_.load()) {
         {
             std::lock_guard lock(mutex_);
@@ -86,7 +89,10 @@ void StatAhead::work() {
         std::erase_if(listings_, [](const std::shared_ptr<Listing>& listing) {
             const bool finished = listing->done_.load(std::memory_order_relaxed) || listing->met_ ||
                                   listing->end_ == 0;
-            if (finished) listing->folder_.reset();
+            if (finished) {
+                listing->own_.reset();
+                listing->folder_ = -1;
+            }
             return finished;
         });
         if (stop_) return;
@@ -108,9 +114,8 @@ void StatAhead::work() {
                 listing->met_ = true;
                 break;
             }
-            slot.error =
-                platform::statAt(listing->folder_.get(), listing->entries_[index].name.c_str(),
-                                 false, slot.attributes);
+            slot.error = platform::statAt(listing->folder_, listing->entries_[index].name.c_str(),
+                                          false, slot.attributes);
             slot.state.store(Listing::Ready, std::memory_order_release);
             slot.state.notify_one();
         }

@@ -18,11 +18,15 @@ namespace kelvora {
 
 class StatAhead {
 public:
-    // One listed folder: its entries, a descriptor of its own (the walk may close the walk's
-    // one before the thread is done), and what was read of each entry.
+    // One listed folder: its entries, a descriptor that stays open while the thread reads
+    // (the walk may close the one it walks with before the thread is done), and what was read
+    // of each entry.
     class Listing {
     public:
-        Listing(std::vector<platform::FolderEntry> entries, platform::FileHandle folder);
+        // folder: the thread's own descriptor, or none with a lasting one the walk keeps
+        // open until the thread is gone (kept), or neither.
+        Listing(std::vector<platform::FolderEntry> entries, platform::FileHandle folder,
+                int kept = -1);
 
         const std::vector<platform::FolderEntry>& entries() const { return entries_; }
         // The entry's own attributes (a final link not followed), read by the thread or, if it
@@ -42,7 +46,8 @@ public:
         bool wanted(std::size_t index) const;
 
         std::vector<platform::FolderEntry> entries_;
-        platform::FileHandle folder_;
+        platform::FileHandle own_;
+        int folder_ = -1;  // own_'s or the kept one
         std::unique_ptr<Slot[]> slots_;
         // The thread reads from the last entry down while the walk goes up from the first,
         // so they meet once instead of taking turns entry by entry; both are touched by the
@@ -58,8 +63,10 @@ public:
     StatAhead& operator=(const StatAhead&) = delete;
 
     // A folder the walk has just listed; the thread turns to the newest one first, which is
-    // the one the walk is in.
-    std::shared_ptr<Listing> add(std::vector<platform::FolderEntry> entries, int folder);
+    // the one the walk is in. kept: a descriptor of it that stays open until this is
+    // destroyed, or -1 (the thread then takes a copy of folder).
+    std::shared_ptr<Listing> add(std::vector<platform::FolderEntry> entries, int folder,
+                                 int kept = -1);
     // The walk has left the folder: nothing more is read for it.
     void leave(Listing& listing);
 

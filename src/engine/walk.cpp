@@ -88,17 +88,20 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     const auto count = static_cast<std::uint32_t>(entries->size());
     frame.entries.reserve(frame.entries.size() + count);
     for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
-    auto listing = statAhead_ ? statAhead_->add(std::move(*entries), fd.get())
-                              : std::make_shared<StatAhead::Listing>(std::move(*entries),
-                                                                     platform::FileHandle());
     std::uint32_t handle = ScanList::kNoHandle;
+    int kept = -1;
     if (folderHandles_.size() < folderHandleLimit_) {
         platform::FileHandle own(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0));
         if (own.valid()) {
             handle = static_cast<std::uint32_t>(folderHandles_.size());
+            kept = own.get();
             folderHandles_.push_back(std::move(own));
         }
     }
+    // The descriptor kept for the reads outlives the attribute reader: it reads with it too.
+    auto listing = statAhead_ ? statAhead_->add(std::move(*entries), fd.get(), kept)
+                              : std::make_shared<StatAhead::Listing>(std::move(*entries),
+                                                                     platform::FileHandle());
     const std::uint32_t scanned = scanned_.addFolder(path, handle);
     frame.folders.push_back({std::move(path), std::move(fd), std::move(listing), scanned});
     ++openFolders_;

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <tuple>
 
 #include "engine/FileTools.h"
 #include "platform/Md5.h"
@@ -84,7 +85,7 @@ public:
         const char* bytes = nullptr;
         std::uint32_t length = 0;
         bool read = false;  // false: unreadable, changed, or not reached before a cancel
-        bool signed_ = false;
+        bool signatureKnown = false;
         std::uint64_t signature = 0;
     };
     Look& look(std::size_t index) { return looks[index - base]; }
@@ -181,17 +182,7 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
     std::array<platform::PrefixReads::Item, platform::PrefixReads::kBatch> items;
     if (worker.reads.active()) {
         for (std::size_t k = 0; k < batch.size(); ++k) {
-            const std::size_t file = batch[k];
-            // By its name in its folder: one step for the kernel instead of the whole path.
-            const std::uint32_t handle = files_.handle(file);
-            if (folders_ != nullptr && handle < folders_->size()) {
-                items[k].folder = (*folders_)[handle].get();
-                items[k].path = files_.name(file);
-            } else {
-                worker.paths[k] = files_.path(file);
-                items[k].folder = AT_FDCWD;
-                items[k].path = worker.paths[k].c_str();
-            }
+            std::tie(items[k].folder, items[k].path) = placeOf(batch[k], worker.paths[k]);
             const std::uint64_t length = lengthAt(batch[k]);
             items[k].expectedSize = length;
             items[k].length = length <= kReadWhole ? kReadWhole : kPrefix;
@@ -246,7 +237,7 @@ void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& wor
         return;
     }
     look.signature = quickHash(bytes);
-    look.signed_ = true;
+    look.signatureKnown = true;
 }
 
 void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash) {
@@ -262,9 +253,9 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
     if (!allKept || length > kComparedPairwise) {
         for (std::size_t i = run.begin; i < run.end; ++i) {
             Worker::Look& look = worker.look(i);
-            if (look.read && !look.signed_) {
+            if (look.read && !look.signatureKnown) {
                 look.signature = quickHash(std::string_view(look.bytes, look.length));
-                look.signed_ = true;
+                look.signatureKnown = true;
             }
         }
     }
@@ -315,15 +306,10 @@ void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& wor
         std::vector<std::string> paths(toHash.size());
         for (std::size_t k = 0; k < toHash.size(); ++k) {
             const std::size_t file = toHash[k];
-            const std::uint32_t handle = files_.handle(file);
             if (const unsigned char* bytes = keptBytes(file)) {
                 jobs[k].data = bytes;
-            } else if (folders_ != nullptr && handle < folders_->size()) {
-                jobs[k].folder = (*folders_)[handle].get();
-                jobs[k].path = files_.name(file);
             } else {
-                paths[k] = files_.path(file);
-                jobs[k].path = paths[k].c_str();
+                std::tie(jobs[k].folder, jobs[k].path) = placeOf(file, paths[k]);
             }
             jobs[k].length = lengthAt(file);
         }
@@ -394,6 +380,16 @@ std::string DigestPipeline::digestText(std::size_t index) const {
         default:
             return {};
     }
+}
+
+std::pair<int, const char*> DigestPipeline::placeOf(std::size_t index, std::string& path) const {
+    // By its name in its folder: one step for the kernel instead of the whole path.
+    const std::uint32_t handle = files_.handle(index);
+    if (folders_ != nullptr && handle < folders_->size()) {
+        return {(*folders_)[handle].get(), files_.name(index)};
+    }
+    path = files_.path(index);
+    return {AT_FDCWD, path.c_str()};
 }
 
 std::uint64_t DigestPipeline::lengthAt(std::size_t index) const {

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/ScanList.h"
@@ -91,6 +92,9 @@ private:
     // What the files hold is read with the sizes of what the walk found (a link's target),
     // not its own sizes.
     std::uint64_t lengthAt(std::size_t index) const;
+    // Where to open the file: its kept folder and its name, or else its whole path, kept in
+    // path for as long as the returned name is used.
+    std::pair<int, const char*> placeOf(std::size_t index, std::string& path) const;
     void note(std::size_t index, std::string line);
     std::size_t runOf(std::size_t index) const;
 

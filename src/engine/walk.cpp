@@ -39,7 +39,8 @@ std::size_t folderHandleBudget() {
 struct FileTools::WalkFrame {
     struct Folder {
         std::string path;
-        platform::FileHandle fd;
+        platform::FileHandle fd;  // the walk's own, when the folder is not kept for the reads
+        int kept = -1;            // else the one in folderHandles_, open until the search ends
         std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
         std::uint32_t scanned = 0;                    // in scanned_'s folder table
     };
@@ -88,23 +89,23 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     const auto count = static_cast<std::uint32_t>(entries->size());
     frame.entries.reserve(frame.entries.size() + count);
     for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
+    // A folder kept for the reads is walked with that same descriptor, which stays open to
+    // the end of the search; only the others count against the walk's own budget.
     std::uint32_t handle = ScanList::kNoHandle;
     int kept = -1;
     if (folderHandles_.size() < folderHandleLimit_) {
-        platform::FileHandle own(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0));
-        if (own.valid()) {
-            handle = static_cast<std::uint32_t>(folderHandles_.size());
-            kept = own.get();
-            folderHandles_.push_back(std::move(own));
-        }
+        handle = static_cast<std::uint32_t>(folderHandles_.size());
+        kept = fd.get();
+        folderHandles_.push_back(std::move(fd));
     }
     // The descriptor kept for the reads outlives the attribute reader: it reads with it too.
-    auto listing = statAhead_ ? statAhead_->add(std::move(*entries), fd.get(), kept)
+    const int walkWith = kept >= 0 ? kept : fd.get();
+    auto listing = statAhead_ ? statAhead_->add(std::move(*entries), walkWith, kept)
                               : std::make_shared<StatAhead::Listing>(std::move(*entries),
                                                                      platform::FileHandle());
     const std::uint32_t scanned = scanned_.addFolder(path, handle);
-    frame.folders.push_back({std::move(path), std::move(fd), std::move(listing), scanned});
-    ++openFolders_;
+    if (fd.valid()) ++openFolders_;
+    frame.folders.push_back({std::move(path), std::move(fd), kept, std::move(listing), scanned});
     return true;
 }
 
@@ -131,6 +132,7 @@ FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
 
 int FileTools::folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder) {
     WalkFrame::Folder& entry = stack.back().folders[folder];
+    if (entry.kept >= 0) return entry.kept;
     if (!entry.fd.valid()) {
         auto reopened = platform::openPath(entry.path, O_RDONLY | O_DIRECTORY | O_NOCTTY);
         if (!reopened) return -1;

@@ -12,6 +12,7 @@
 #include "core/SettingsManager.h"
 #include "engine/IdentitySet.h"
 #include "engine/ScanList.h"
+#include "engine/StatAhead.h"
 #include "platform/FileSystem.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
@@ -19,7 +20,6 @@
 namespace kelvora {
 
 class DigestPipeline;
-class StatAhead;
 
 inline constexpr const char* kUpdateProgress = "UpdateProgress";
 inline constexpr const char* kSearchThreadFinished = "SearchThreadFinished";
@@ -140,11 +140,17 @@ private:
     void postProgress(std::int64_t checkedFiles);
     WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
     bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd);
+    void addListedFolder(WalkFrame& frame, std::string path,
+                         std::shared_ptr<StatAhead::Listing> listing);
+    void pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
+                    std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing);
     void lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                 std::uint64_t maximumSize, const std::vector<std::string>& extensions);
     bool claimObject(const platform::Attributes& item, const platform::Attributes& target);
+    // listedAhead: the folder as the attribute reader listed it, or null.
     void enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
-                     std::string path, bool ignorePackages);
+                     std::string path, bool ignorePackages,
+                     std::shared_ptr<StatAhead::Listing> listedAhead);
     int folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder);
     void keepWithinFolderBudget(std::vector<WalkFrame>& stack);
     void popFrame(std::vector<WalkFrame>& stack);

@@ -1,5 +1,6 @@
-// The attribute reads ahead of the walk. An entry's slot is claimed by whoever gets to it
-// first, the thread or the walk, so the walk never waits for an entry nobody is reading.
+// The attribute reads and folder listings ahead of the walk. An entry's slot is claimed by
+// whoever gets to it first, the thread or the walk, so the walk never waits for an entry
+// nobody is reading.
 #include "engine/StatAhead.h"
 
 #include <dirent.h>
@@ -16,6 +17,10 @@ constexpr std::size_t kStride = 32;
 // Listings the thread holds a descriptor for. A deep tree's older folders are left to the
 // walk, which keeps its own descriptors within its own budget.
 constexpr std::size_t kHeldListings = 32;
+// Folders listed ahead of the walk and not yet reached by it: enough to have the next one
+// ready whenever the walk leaves a folder, few enough that a walk that goes elsewhere (a
+// canceled one, or several chosen folders walked in turn) wastes little.
+constexpr std::size_t kListedAhead = 2;
 
 }  // namespace
 
@@ -24,6 +29,7 @@ StatAhead::Listing::Listing(std::vector<platform::FolderEntry> entries, platform
     : entries_(std::move(entries)),
       own_(std::move(folder)),
       folder_(own_.valid() ? own_.get() : kept),
+      lasting_(kept >= 0 && !own_.valid()),
       slots_(std::make_unique<Slot[]>(entries_.size())),
       end_(entries_.size()) {
     if (folder_ < 0) done_ = true;
@@ -71,54 +77,156 @@ std::shared_ptr<StatAhead::Listing> StatAhead::add(std::vector<platform::FolderE
             std::lock_guard lock(mutex_);
             if (listings_.size() >= kHeldListings) listings_.front()->done_ = true;
             listings_.push_back(listing);
+            if (listing->lasting_) entered_.push_back(listing);
         }
         wake_.notify_one();
     }
     return listing;
 }
 
+std::shared_ptr<StatAhead::Listing> StatAhead::takeFolder(Listing& parent, std::size_t index) {
+    Listing::Slot& slot = parent.slots_[index];
+    std::uint8_t state = Listing::Free;
+    if (slot.state.compare_exchange_strong(state, Listing::Taken, std::memory_order_acq_rel)) {
+        return nullptr;
+    }
+    while (state == Listing::Reading) {
+        slot.state.wait(Listing::Reading, std::memory_order_acquire);
+        state = slot.state.load(std::memory_order_acquire);
+    }
+    std::shared_ptr<Listing> listed = std::move(slot.folder);
+    if (listed) {
+        bool wake = false;
+        {
+            std::lock_guard lock(mutex_);
+            wake = listedAhead_-- == kListedAhead;
+        }
+        if (wake) wake_.notify_one();
+    }
+    return listed;
+}
+
+void StatAhead::enter(const std::shared_ptr<Listing>& listing) {
+    {
+        std::lock_guard lock(mutex_);
+        entered_.push_back(listing);
+        std::erase(ahead_, listing);
+        listings_.push_back(listing);
+    }
+    wake_.notify_one();
+}
+
 void StatAhead::leave(Listing& listing) {
     listing.done_.store(true, std::memory_order_relaxed);
 }
 
+bool StatAhead::nextFolder(Place& place) {
+    for (auto it = entered_.rbegin(); it != entered_.rend(); ++it) {
+        Listing& listing = **it;
+        while (listing.nextFolder_ < listing.entries_.size()) {
+            const std::size_t index = listing.nextFolder_++;
+            const platform::FolderEntry& entry = listing.entries_[index];
+            // The walk never enters hidden folders.
+            if (entry.type != DT_DIR || entry.name[0] == '.') continue;
+            std::uint8_t state = Listing::Free;
+            // Taken: the walk is there already, or past it.
+            if (listing.slots_[index].state.compare_exchange_strong(state, Listing::Reading,
+                                                                    std::memory_order_acq_rel)) {
+                place = {*it, index};
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void StatAhead::listAhead(const Place& place) {
+    Listing& parent = *place.parent;
+    Listing::Slot& slot = parent.slots_[place.index];
+    // Anything that fails is left to the walk, which then meets the failure itself and
+    // reports it as it always has.
+    platform::FileHandle opened(::openat(parent.folder_, parent.entries_[place.index].name.c_str(),
+                                         O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+    if (opened.valid()) {
+        auto attributes = platform::attributesOf(opened.get(), {});
+        auto entries = attributes
+                           ? platform::listFolderAt(opened.get(), {})
+                           : platform::Result<std::vector<platform::FolderEntry>>::failure({});
+        if (entries) {
+            auto listing = std::make_shared<Listing>(std::move(*entries), platform::FileHandle(),
+                                                     opened.get());
+            listing->opened_ = std::move(opened);
+            listing->folderAttributes_ = *attributes;
+            slot.folder = listing;
+            std::lock_guard lock(mutex_);
+            ++listedAhead_;
+            ahead_.push_back(std::move(listing));
+        }
+    }
+    slot.state.store(Listing::Ready, std::memory_order_release);
+    slot.state.notify_one();
+}
+
+void StatAhead::readStride(Listing& listing) {
+    for (std::size_t count = 0; count < kStride && !listing.done_.load(); ++count) {
+        if (listing.end_ == 0) break;
+        const std::size_t index = --listing.end_;
+        if (!listing.wanted(index)) continue;
+        Listing::Slot& slot = listing.slots_[index];
+        std::uint8_t state = Listing::Free;
+        if (!slot.state.compare_exchange_strong(state, Listing::Reading,
+                                                std::memory_order_acq_rel)) {
+            // The walk got there first: it has taken every entry below as well.
+            listing.met_ = true;
+            break;
+        }
+        slot.error = platform::statAt(listing.folder_, listing.entries_[index].name.c_str(), false,
+                                      slot.attributes);
+        slot.state.store(Listing::Ready, std::memory_order_release);
+        slot.state.notify_one();
+    }
+}
+
 void StatAhead::work() {
+    // Listings the walk has left, or that are read to the end, are dropped, and a copy of a
+    // descriptor with them (only this thread uses it).
+    const auto finished = [](const std::shared_ptr<Listing>& listing) {
+        const bool finished =
+            listing->done_.load(std::memory_order_relaxed) || listing->met_ || listing->end_ == 0;
+        if (finished && listing->own_.valid()) {
+            listing->own_.reset();
+            listing->folder_ = -1;
+        }
+        return finished;
+    };
     std::unique_lock lock(mutex_);
     for (;;) {
-        // Listings the walk has left, or that are read to the end, are dropped with their
-        // descriptors (only this thread uses them); the thread then turns to the newest one.
-        std::erase_if(listings_, [](const std::shared_ptr<Listing>& listing) {
-            const bool finished = listing->done_.load(std::memory_order_relaxed) || listing->met_ ||
-                                  listing->end_ == 0;
-            if (finished) {
-                listing->own_.reset();
-                listing->folder_ = -1;
-            }
-            return finished;
+        std::erase_if(listings_, finished);
+        std::erase_if(ahead_, finished);
+        std::erase_if(entered_, [](const std::shared_ptr<Listing>& listing) {
+            return listing->done_.load(std::memory_order_relaxed);
         });
         if (stop_) return;
-        if (listings_.empty()) {
+        // First the next folders the walk will enter, so that they are ready when it leaves
+        // the one it is in, then the folder it is in, then what it will find in the next.
+        Place place;
+        std::shared_ptr<Listing> listing;
+        if (listedAhead_ < kListedAhead && nextFolder(place)) {
+            lock.unlock();
+            listAhead(place);
+            lock.lock();
+            continue;
+        }
+        if (!listings_.empty()) {
+            listing = listings_.back();
+        } else if (!ahead_.empty()) {
+            listing = ahead_.front();
+        } else {
             wake_.wait(lock);
             continue;
         }
-        const std::shared_ptr<Listing> listing = listings_.back();
         lock.unlock();
-        for (std::size_t count = 0; count < kStride && !listing->done_.load(); ++count) {
-            if (listing->end_ == 0) break;
-            const std::size_t index = --listing->end_;
-            if (!listing->wanted(index)) continue;
-            Listing::Slot& slot = listing->slots_[index];
-            std::uint8_t state = Listing::Free;
-            if (!slot.state.compare_exchange_strong(state, Listing::Reading,
-                                                    std::memory_order_acq_rel)) {
-                // The walk got there first: it has taken every entry below as well.
-                listing->met_ = true;
-                break;
-            }
-            slot.error = platform::statAt(listing->folder_, listing->entries_[index].name.c_str(),
-                                          false, slot.attributes);
-            slot.state.store(Listing::Ready, std::memory_order_release);
-            slot.state.notify_one();
-        }
+        readStride(*listing);
         lock.lock();
     }
 }

@@ -85,10 +85,6 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
         frame.entries.clear();
         return false;
     }
-    const auto index = static_cast<std::uint32_t>(frame.folders.size());
-    const auto count = static_cast<std::uint32_t>(entries->size());
-    frame.entries.reserve(frame.entries.size() + count);
-    for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
     // A folder kept for the reads is walked with that same descriptor, which stays open to
     // the end of the search; only the others count against the walk's own budget.
     std::uint32_t handle = ScanList::kNoHandle;
@@ -103,10 +99,42 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     auto listing = statAhead_ ? statAhead_->add(std::move(*entries), walkWith, kept)
                               : std::make_shared<StatAhead::Listing>(std::move(*entries),
                                                                      platform::FileHandle());
+    pushFolder(frame, std::move(path), std::move(fd), kept, handle, std::move(listing));
+    return true;
+}
+
+void FileTools::addListedFolder(WalkFrame& frame, std::string path,
+                                std::shared_ptr<StatAhead::Listing> listing) {
+    const platform::Attributes& folder = listing->folderAttributes();
+    if (!walkedFolders_.insert(folder.device, folder.inode)) {
+        statAhead_->leave(*listing);
+        return;
+    }
+    std::uint32_t handle = ScanList::kNoHandle;
+    int kept = -1;
+    platform::FileHandle own;
+    if (folderHandles_.size() < folderHandleLimit_) {
+        handle = static_cast<std::uint32_t>(folderHandles_.size());
+        folderHandles_.push_back(listing->takeOpened());
+        kept = folderHandles_.back().get();
+    } else {
+        // The reader's descriptor closes with its listing; the walk closes and opens its own
+        // within its budget (or by path, if even the copy fails).
+        own = platform::FileHandle(::fcntl(listing->descriptor(), F_DUPFD_CLOEXEC, 0));
+    }
+    statAhead_->enter(listing);
+    pushFolder(frame, std::move(path), std::move(own), kept, handle, std::move(listing));
+}
+
+void FileTools::pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
+                           std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing) {
+    const auto index = static_cast<std::uint32_t>(frame.folders.size());
+    const auto count = static_cast<std::uint32_t>(listing->entries().size());
+    frame.entries.reserve(frame.entries.size() + count);
+    for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
     const std::uint32_t scanned = scanned_.addFolder(path, handle);
     if (fd.valid()) ++openFolders_;
     frame.folders.push_back({std::move(path), std::move(fd), kept, std::move(listing), scanned});
-    return true;
 }
 
 FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
@@ -205,6 +233,17 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const WalkFrame::Entry& entry = stack.back().entries[index];
     StatAhead::Listing& listing = *stack.back().folders[entry.folder].listing;
     const platform::FolderEntry& listed = listing.entries()[entry.index];
+    // A folder the attribute reader listed ahead is the walk's from here on: entered, or
+    // dropped when this returns.
+    struct ListedAhead {
+        StatAhead* reader;
+        std::shared_ptr<StatAhead::Listing> listing;
+        ~ListedAhead() {
+            if (listing) reader->leave(*listing);
+        }
+    } ahead{statAhead_, statAhead_ != nullptr && listed.type == DT_DIR
+                            ? statAhead_->takeFolder(listing, entry.index)
+                            : nullptr};
     const std::string& name = listed.name;
     std::string path =
         platform::appendingPathComponent(stack.back().folders[entry.folder].path, name);
@@ -238,7 +277,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const bool isFolder = listedAsFolder || target->isFolder;
     const bool package = isFolder && packageName;
     if (isFolder && !package) {
-        enterFolder(stack, folder, name, std::move(path), ignorePackages);
+        enterFolder(stack, folder, name, std::move(path), ignorePackages, std::move(ahead.listing));
         return;
     }
     if (!extensions.empty() &&
@@ -277,11 +316,13 @@ bool FileTools::claimObject(const platform::Attributes& item, const platform::At
 }
 
 void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
-                            std::string path, bool ignorePackages) {
+                            std::string path, bool ignorePackages,
+                            std::shared_ptr<StatAhead::Listing> listedAhead) {
     WalkFrame child;
     child.ignorePackages = ignorePackages;
-    auto fd = platform::openFolderAt(parent, name.c_str(), path);
-    if (fd) {
+    if (listedAhead) {
+        addListedFolder(child, std::move(path), std::move(listedAhead));
+    } else if (auto fd = platform::openFolderAt(parent, name.c_str(), path)) {
         addFolder(child, std::move(path), std::move(*fd));
     } else {
         platform::console("Ooops! Something went wrong: " + fd.error());

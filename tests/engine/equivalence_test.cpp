@@ -4,9 +4,11 @@
 
 #include <fcntl.h>
 #include <limits.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <random>
@@ -131,6 +133,69 @@ TEST(Equivalence, runsLongerThanABatchChangeNothing) {
         ASSERT_EQ(fast.groups, reference.groups) << "batched " << batched;
         ASSERT_EQ(fast.progress, reference.progress);
     }
+}
+
+// Folders within folders, entered while the attribute reader opens and lists the next ones
+// ahead of the walk: among them folders the walk never enters (hidden, a package, a second
+// way into a folder already walked) and a folder entered through a link, which the reader
+// never lists for it.
+void buildNestedTree(testing::TempTree& tree, std::mt19937& random) {
+    for (int i = 0; i < 160; ++i) {
+        std::string name = "t" + std::to_string(random() % 3);
+        for (unsigned depth = random() % 4; depth > 0; --depth) {
+            name += "/s" + std::to_string(random() % 4);
+        }
+        const std::size_t size = std::vector<std::size_t>{10, 100, 5000, 20000}[random() % 4];
+        tree.createFilled(name + "/f" + std::to_string(i), size,
+                          static_cast<char>('a' + random() % 2));
+    }
+    tree.createFilled("t0/.hidden/f", 100, 'a');
+    tree.createFilled("t1/Bundle.app/Contents/f", 100, 'a');
+    tree.createFolder("t2/empty");
+    tree.createSymlink("t0/s0-through-a-link", tree.path("t1"));
+    tree.createSymlink("t1/s1/back-to-the-top", tree.root());
+}
+
+TEST(Equivalence, foldersListedAheadOfTheWalkChangeNothing) {
+    std::mt19937 random(4);
+    for (int round = 0; round < 6; ++round) {
+        testing::TempTree tree;
+        buildNestedTree(tree, random);
+        const Outcome reference = search(tree.root(), 0);
+        // Eight contents: nearly every file is some group's head or member.
+        std::size_t members = 0;
+        for (const std::string& line : reference.groups) {
+            members += static_cast<std::size_t>(std::count(line.begin(), line.end(), '@'));
+        }
+        ASSERT_GT(members, 150u);
+        for (int again = 0; again < 3; ++again) {
+            const Outcome fast = search(tree.root(), 2);
+            ASSERT_EQ(fast.groups, reference.groups) << "round " << round;
+            ASSERT_EQ(fast.progress, reference.progress);
+            ASSERT_EQ(fast.console, reference.console);
+        }
+    }
+}
+
+// With fewer descriptors than folders, the folders past the budget are walked with copies
+// of their own and their files are opened by their whole paths.
+TEST(Equivalence, aProcessShortOfDescriptorsFindsTheSame) {
+    std::mt19937 random(11);
+    testing::TempTree tree;
+    buildNestedTree(tree, random);
+    for (int i = 0; i < 40; ++i) tree.createFilled("many/m" + std::to_string(i) + "/f", 300, 'z');
+    const Outcome reference = search(tree.root(), 0);
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    // What the walk keeps open is the limit less a margin of 512: room for 20 folders here.
+    struct rlimit low = saved;
+    low.rlim_cur = std::min<rlim_t>(saved.rlim_cur, 532);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    const Outcome fast = search(tree.root(), 2);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &saved), 0);
+    EXPECT_EQ(fast.groups, reference.groups);
+    EXPECT_EQ(fast.progress, reference.progress);
+    EXPECT_EQ(fast.console, reference.console);
 }
 
 // Files swapped after the walk: one shrinks, one becomes a named pipe, one a folder. The

@@ -17,6 +17,7 @@
 #include "engine/FileTools.h"
 #include "platform/Md5.h"
 #include "platform/Md5Streams.h"
+#include "platform/Memory.h"
 #include "platform/PrefixReads.h"
 
 namespace kelvora {
@@ -77,6 +78,8 @@ public:
                                  : nullptr) {
         // Reserved once: a page costs only when bytes first reach it, and nothing is moved.
         kept.reserve(kKeptBytes);
+        platform::populate(kept.data(), kKeptBytes);
+        if (buffers) platform::populate(buffers.get(), platform::PrefixReads::kBatch * kSlot);
     }
 
     struct Look {

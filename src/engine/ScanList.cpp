@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/FileSystem.h"
+#include "platform/Memory.h"
 
 namespace kelvora {
 
@@ -18,9 +19,11 @@ void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t si
                    const FileStamp& stamp, std::int64_t created) {
     if ((count_ & (kRecordsPerChunk - 1)) == 0) {
         records_.push_back(std::make_unique_for_overwrite<Record[]>(kRecordsPerChunk));
+        platform::populate(records_.back().get(), kRecordsPerChunk * sizeof(Record));
     }
     if (nameEnd_ + name.size() + 1 > kNameChunk) {
         names_.push_back(std::make_unique_for_overwrite<char[]>(kNameChunk));
+        platform::populate(names_.back().get(), kNameChunk);
         nameEnd_ = 0;
     }
     char* stored = names_.back().get() + nameEnd_;

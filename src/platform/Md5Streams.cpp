@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/Md5Lanes.h"
+#include "platform/Memory.h"
 
 namespace kelvora::platform {
 
@@ -45,8 +46,10 @@ bool start(Lane& lane, Md5Streams::Job& job) {
     lane.file =
         FileHandle(::openat(job.folder, job.path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!lane.file.valid()) return false;
-    if (!lane.buffer)
+    if (!lane.buffer) {
         lane.buffer = std::make_unique_for_overwrite<unsigned char[]>(kChunk + kBlock);
+        populate(lane.buffer.get(), kChunk + kBlock);
+    }
     lane.at = lane.buffer.get();
     lane.left = 0;
     lane.taken = 0;

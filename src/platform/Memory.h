@@ -1,6 +1,8 @@
 // How the process's allocator gives memory back.
 #pragma once
 
+#include <cstddef>
+
 namespace kelvora::platform {
 
 // A search frees large blocks while it allocates its results. By default the allocator
@@ -9,5 +11,11 @@ namespace kelvora::platform {
 // memory it no longer uses. Called once at startup, this keeps the threshold fixed, so
 // large blocks are returned to the system as soon as they are freed.
 void returnLargeBlocksWhenFreed();
+
+// Gives the whole pages of a block just allocated their memory now, in one call, instead of
+// one page fault each as bytes first reach them: where faults are dear (a virtual machine
+// can make one cost as much as a dozen system calls) a block that will be filled anyway is
+// had for a fraction. Best effort: on a kernel without it, the pages fault in as usual.
+void populate(void* data, std::size_t length);
 
 }  // namespace kelvora::platform

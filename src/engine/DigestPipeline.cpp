@@ -105,7 +105,7 @@ public:
 
 DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& canceled,
                                unsigned threads, bool batchedReads,
-                               const std::vector<platform::FileHandle>* folders)
+                               std::vector<platform::FileHandle>* folders)
     : files_(files), canceled_(canceled), batchedReads_(batchedReads), folders_(folders) {
     const std::size_t n = files.size();
     for (std::size_t at = 0; at < n; at += std::size_t{1} << kDigestShift) {
@@ -133,32 +133,58 @@ DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& c
     const unsigned count =
         std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(chunks_.size())));
     if (chunks_.empty()) return;
+    readers_ = count;
     for (unsigned i = 0; i < count; ++i) threads_.emplace_back([this] { work(); });
 }
 
 DigestPipeline::~DigestPipeline() {
     // Workers stop at the next file once the flag is set; otherwise they finish what is left.
+    if (!threads_.empty()) closeFolders(false);
     for (std::thread& thread : threads_) thread.join();
 }
 
-void DigestPipeline::work() {
-    Worker worker(batchedReads_);
-    for (;;) {
-        const std::size_t index = nextChunk_.fetch_add(1);
-        if (index >= chunks_.size() || canceled_.load()) return;
-        const Chunk& chunk = chunks_[index];
-        readChunk(chunk, worker);
-        std::vector<std::size_t> toHash;
-        for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
-            sortOut(runs_[run], worker, toHash);
+void DigestPipeline::closeFolders(bool reader) {
+    if (folders_ == nullptr) return;
+    {
+        std::unique_lock lock(mutex_);
+        if (reader && --readers_ == 0) {
+            foldersFree_ = true;
+            readersDone_.notify_all();
         }
-        hashAll(toHash, worker);
-        {
-            std::lock_guard lock(mutex_);
-            for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) settled_[run] = 1;
-        }
-        runSettled_.notify_all();
+        readersDone_.wait(lock, [this] { return foldersFree_; });
     }
+    constexpr std::size_t kStep = 32;
+    for (;;) {
+        const std::size_t first = nextToClose_.fetch_add(kStep);
+        if (first >= folders_->size()) return;
+        const std::size_t end = std::min(first + kStep, folders_->size());
+        for (std::size_t k = first; k < end; ++k) (*folders_)[k].reset();
+    }
+}
+
+void DigestPipeline::work() {
+    {
+        Worker worker(batchedReads_);
+        for (;;) {
+            const std::size_t index = nextChunk_.fetch_add(1);
+            if (index >= chunks_.size() || canceled_.load()) break;
+            const Chunk& chunk = chunks_[index];
+            readChunk(chunk, worker);
+            std::vector<std::size_t> toHash;
+            for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+                sortOut(runs_[run], worker, toHash);
+            }
+            hashAll(toHash, worker);
+            {
+                std::lock_guard lock(mutex_);
+                for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+                    settled_[run] = 1;
+                }
+            }
+            runSettled_.notify_all();
+        }
+    }
+    closeFolders(true);
 }
 
 void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {

@@ -27,10 +27,10 @@ public:
     // except that the records the loop has passed may be released.
     // batchedReads: read the first bytes of files in batches where the kernel allows it.
     // folders: descriptors of the walk's folders, by ScanList::handle, for opening files by
-    // their names alone.
+    // their names alone. Once no worker reads any more, the workers and the destructor
+    // close them together (the kernel's part of closing a listed folder is no small thing).
     DigestPipeline(const ScanList& files, const std::atomic<bool>& canceled, unsigned threads,
-                   bool batchedReads = true,
-                   const std::vector<platform::FileHandle>* folders = nullptr);
+                   bool batchedReads = true, std::vector<platform::FileHandle>* folders = nullptr);
     ~DigestPipeline();
     DigestPipeline(const DigestPipeline&) = delete;
     DigestPipeline& operator=(const DigestPipeline&) = delete;
@@ -96,6 +96,8 @@ private:
     // path for as long as the returned name is used.
     std::pair<int, const char*> placeOf(std::size_t index, std::string& path) const;
     void note(std::size_t index, std::string line);
+    // reader: a worker that has read its last file. Waits until every worker has.
+    void closeFolders(bool reader);
     std::size_t runOf(std::size_t index) const;
 
     const ScanList& files_;
@@ -108,7 +110,11 @@ private:
     std::vector<char> settled_;  // per run
     std::vector<Chunk> chunks_;
     bool batchedReads_;
-    const std::vector<platform::FileHandle>* folders_;
+    std::vector<platform::FileHandle>* folders_;
+    unsigned readers_ = 0;  // workers still reading; guarded by the mutex
+    bool foldersFree_ = false;
+    std::condition_variable readersDone_;
+    std::atomic<std::size_t> nextToClose_{0};
     std::unordered_map<std::size_t, std::string> errors_;
     std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;

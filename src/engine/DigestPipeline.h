@@ -104,8 +104,8 @@ private:
     const std::atomic<bool>& canceled_;
     std::vector<Run> runs_;
     // By position, in chunks that the loop frees behind it; each entry is written by the
-    // worker of its run.
-    std::vector<std::unique_ptr<Digest[]>> digests_;
+    // worker of its run (mutable: the chunks are fixed, only their entries change).
+    mutable std::vector<std::vector<Digest>> digests_;
     std::size_t releasedDigests_ = 0;
     std::vector<char> settled_;  // per run
     std::vector<Chunk> chunks_;

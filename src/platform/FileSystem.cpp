@@ -5,8 +5,8 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -153,10 +153,12 @@ Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
 Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pathForErrors) {
     // getdents64 straight into a reused buffer: no DIR allocation, and the descriptor stays
     // ours for the entries' own *at() calls.
-    thread_local std::vector<char> buffer(kListingBuffer);
+    // Not cleared: a page costs only when a listing first reaches it.
+    thread_local const std::unique_ptr<char[]> buffer =
+        std::make_unique_for_overwrite<char[]>(kListingBuffer);
     std::vector<FolderEntry> entries;
     for (;;) {
-        const long got = ::syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
+        const long got = ::syscall(SYS_getdents64, folder, buffer.get(), kListingBuffer);
         if (got == 0) break;
         if (got < 0) {
             if (errno == EINTR) continue;
@@ -164,7 +166,7 @@ Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pat
                 errorDescription(pathForErrors, errno));
         }
         for (long offset = 0; offset < got;) {
-            const auto* entry = reinterpret_cast<const struct dirent64*>(buffer.data() + offset);
+            const auto* entry = reinterpret_cast<const struct dirent64*>(buffer.get() + offset);
             offset += entry->d_reclen;
             const char* name = entry->d_name;
             if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))

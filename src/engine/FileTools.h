@@ -174,6 +174,7 @@ private:
     std::size_t folderHandleLimit_ = 0;
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;
+    std::string entryPath_;  // the path of the entry the walk looks at
     bool postedFinished_ = false;
 };
 

@@ -245,8 +245,11 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
                             ? statAhead_->takeFolder(listing, entry.index)
                             : nullptr};
     const std::string& name = listed.name;
-    std::string path =
-        platform::appendingPathComponent(stack.back().folders[entry.folder].path, name);
+    // Built in place: most entries need their path only for the location check.
+    std::string& path = entryPath_;
+    path.assign(stack.back().folders[entry.folder].path);
+    if (path.empty() || path.back() != '/') path += '/';
+    path += name;
     if (!locations_.allows(path)) return;
     if (name[0] == '.') return;
     std::string ext = pathExtension(name);
@@ -277,7 +280,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const bool isFolder = listedAsFolder || target->isFolder;
     const bool package = isFolder && packageName;
     if (isFolder && !package) {
-        enterFolder(stack, folder, name, std::move(path), ignorePackages, std::move(ahead.listing));
+        enterFolder(stack, folder, name, path, ignorePackages, std::move(ahead.listing));
         return;
     }
     if (!extensions.empty() &&

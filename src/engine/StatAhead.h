@@ -59,7 +59,8 @@ public:
         platform::FileHandle own_;     // a copy the thread closes once it is done
         platform::FileHandle opened_;  // opened by the thread, until the walk takes it
         int folder_ = -1;              // own_'s, opened_'s or the kept one
-        // folder_ stays open as long as the thread: the thread may open entries in it.
+        // folder_ stays open for as long as the thread holds the listing (kept by the walk to
+        // the end, or opened_), so the thread may open the folders listed in it.
         bool lasting_ = false;
         platform::Attributes folderAttributes_;
         std::size_t nextFolder_ = 0;  // the thread's place in the search for folders to list

@@ -70,16 +70,15 @@ std::uint64_t quickHash(std::string_view bytes) {
 // What one worker thread keeps between the runs it settles.
 class DigestPipeline::Worker {
 public:
-    // The batch buffers are not cleared: a page costs only when a read first reaches it.
+    // The batch buffers are not cleared, only given their pages: a search of any size
+    // fills them over and over.
     explicit Worker(bool batchedReads)
         : reads(batchedReads),
-          buffers(reads.active() ? std::make_unique_for_overwrite<char[]>(
-                                       platform::PrefixReads::kBatch * kSlot)
-                                 : nullptr) {
-        // Reserved once: a page costs only when bytes first reach it, and nothing is moved.
-        kept.reserve(kKeptBytes);
-        platform::populate(kept.data(), kKeptBytes);
-        if (buffers) platform::populate(buffers.get(), platform::PrefixReads::kBatch * kSlot);
+          buffers(reads.active()
+                      ? platform::populatedArray<char>(platform::PrefixReads::kBatch * kSlot)
+                      : nullptr) {
+        // Reserved once, so that nothing is moved.
+        platform::reservePopulated(kept, kKeptBytes);
     }
 
     struct Look {
@@ -112,8 +111,7 @@ DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& c
         // Set up before any worker starts, while the other core waits: the pages come in
         // one call instead of a fault each.
         std::vector<Digest>& block = digests_.emplace_back();
-        block.reserve(std::size_t{1} << kDigestShift);
-        platform::populate(block.data(), block.capacity() * sizeof(Digest));
+        platform::reservePopulated(block, std::size_t{1} << kDigestShift);
         block.resize(std::size_t{1} << kDigestShift);
     }
     for (std::size_t begin = 0; begin < n;) {

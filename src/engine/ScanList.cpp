@@ -18,12 +18,10 @@ std::uint32_t ScanList::addFolder(std::string path, std::uint32_t handle) {
 void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t size,
                    const FileStamp& stamp, std::int64_t created) {
     if ((count_ & (kRecordsPerChunk - 1)) == 0) {
-        records_.push_back(std::make_unique_for_overwrite<Record[]>(kRecordsPerChunk));
-        platform::populate(records_.back().get(), kRecordsPerChunk * sizeof(Record));
+        records_.push_back(platform::populatedArray<Record>(kRecordsPerChunk));
     }
     if (nameEnd_ + name.size() + 1 > kNameChunk) {
-        names_.push_back(std::make_unique_for_overwrite<char[]>(kNameChunk));
-        platform::populate(names_.back().get(), kNameChunk);
+        names_.push_back(platform::populatedArray<char>(kNameChunk));
         nameEnd_ = 0;
     }
     char* stored = names_.back().get() + nameEnd_;

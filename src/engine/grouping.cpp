@@ -124,8 +124,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         // Nothing else runs while the sort does: the pages of its two arrays come in one
         // call each instead of a fault each.
         std::vector<Keyed> keyed;
-        keyed.reserve(n);
-        platform::populate(keyed.data(), n * sizeof(Keyed));
+        platform::reservePopulated(keyed, n);
         for (std::size_t i = 0; i < n; ++i) {
             keyed.push_back({scanned_.size(i), static_cast<std::uint32_t>(i)});
         }
@@ -137,8 +136,7 @@ FileList FileTools::groupScanned(bool withSingles) {
             return {};
         }
         std::vector<std::uint32_t> order;
-        order.reserve(n);
-        platform::populate(order.data(), n * sizeof(std::uint32_t));
+        platform::reservePopulated(order, n);
         for (std::size_t i = 0; i < n; ++i) order.push_back(keyed[i].index);
         keyed = {};
         scanned_.reorder(std::move(order));

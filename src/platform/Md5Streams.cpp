@@ -47,8 +47,7 @@ bool start(Lane& lane, Md5Streams::Job& job) {
         FileHandle(::openat(job.folder, job.path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!lane.file.valid()) return false;
     if (!lane.buffer) {
-        lane.buffer = std::make_unique_for_overwrite<unsigned char[]>(kChunk + kBlock);
-        populate(lane.buffer.get(), kChunk + kBlock);
+        lane.buffer = populatedArray<unsigned char>(kChunk + kBlock);
     }
     lane.at = lane.buffer.get();
     lane.left = 0;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <vector>
 
 namespace kelvora::platform {
 
@@ -17,5 +19,21 @@ void returnLargeBlocksWhenFreed();
 // can make one cost as much as a dozen system calls) a block that will be filled anyway is
 // had for a fraction. Best effort: on a kernel without it, the pages fault in as usual.
 void populate(void* data, std::size_t length);
+
+// An array of count elements, left uninitialised, its pages populated.
+template <typename T>
+std::unique_ptr<T[]> populatedArray(std::size_t count) {
+    auto array = std::make_unique_for_overwrite<T[]>(count);
+    populate(array.get(), count * sizeof(T));
+    return array;
+}
+
+// Room for count elements in an empty vector, its pages populated: filling it up to count
+// neither moves it nor faults.
+template <typename T>
+void reservePopulated(std::vector<T>& vector, std::size_t count) {
+    vector.reserve(count);
+    populate(vector.data(), vector.capacity() * sizeof(T));
+}
 
 }  // namespace kelvora::platform

@@ -22,12 +22,15 @@ enum KeepOption : std::int64_t {
 };
 
 // What a copy was when the search saw it (links followed): the cleaning removes a copy only
-// while it is still that file.
+// while it is still that file. The change time is the part no user can set back: the kernel
+// moves it on every write, rename or attribute change, so a file rewritten with its old size
+// and modification time put back still differs.
 struct FileStamp {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
     std::uint64_t size = 0;
     std::int64_t modified = 0;  // nanoseconds since the epoch
+    std::int64_t changed = 0;   // the change time (st_ctime), nanoseconds since the epoch
     bool operator==(const FileStamp&) const = default;
 };
 
@@ -40,6 +43,9 @@ public:
     std::string date;             // creation date text, empty when it could not be read
     std::int64_t checkState = 0;  // 1 = selected for removal, 0 = kept
     FileStamp stamp;
+    // Its contents could not be read by the search: it was grouped as if it held no bytes,
+    // so nothing says it is a copy, and the cleaning never removes it.
+    bool unreadable = false;
 };
 
 class File {
@@ -57,6 +63,7 @@ public:
     std::int64_t keepOption = KeepNone;
     RuleText customSettings;
     FileStamp stamp;  // set by the walk
+    bool unreadable = false;  // its contents could not be read by the search
     // The creation date the walk read with the item's attributes (nanoseconds since the
     // epoch); 0 when it has none.
     std::int64_t createdNanoseconds = 0;

@@ -387,7 +387,7 @@ void DigestPipeline::hashWhole(std::size_t index) {
 // An unreadable file counts as zero bytes, as it always has.
 void DigestPipeline::setUnreadable(std::size_t index, std::string line) {
     static const platform::Md5Digest noBytes = platform::md5OfBytes(nullptr, 0);
-    digest(index) = {noBytes, kHashed};
+    digest(index) = {noBytes, kHashed, true};
     note(index, std::move(line));
 }
 

@@ -54,12 +54,15 @@ public:
     std::string digestText(std::size_t index) const;
     // The console line the one-by-one search would print when it first hashes this file.
     std::string takeError(std::size_t index);
+    // Of a settled file: its contents could not be read, so it has the digest of no bytes.
+    bool unreadable(std::size_t index) const { return digest(index).unreadable; }
 
 private:
     enum State : std::uint8_t { kPending, kHashed, kChanged, kDistinct };
     struct Digest {
         platform::Md5Digest bytes;
         State state = kPending;
+        bool unreadable = false;  // hashed as no bytes because it could not be read
     };
     struct Run {
         std::size_t begin;

@@ -42,7 +42,7 @@ inline constexpr const char* kSizeOnlyExplanation =
 inline FileStamp stampOf(const platform::Attributes& attributes) {
     return {static_cast<std::uint64_t>(attributes.device),
             static_cast<std::uint64_t>(attributes.inode), attributes.size,
-            attributes.modifiedNanoseconds};
+            attributes.modifiedNanoseconds, attributes.changedNanoseconds};
 }
 
 class FileTools {
@@ -139,24 +139,34 @@ private:
     bool canceled() const { return settingsManager.searchCanceledByUser.load(); }
     void postProgress(std::int64_t checkedFiles);
     WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
-    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd);
+    // real: where path really leads when a link on the way makes that another place, else
+    // empty.
+    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, std::string real);
     void addListedFolder(WalkFrame& frame, std::string path,
-                         std::shared_ptr<StatAhead::Listing> listing);
+                         std::shared_ptr<StatAhead::Listing> listing, std::string real);
     void pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
-                    std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing);
+                    std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing,
+                    std::string real);
     void lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                 std::uint64_t maximumSize, const std::vector<std::string>& extensions);
     bool claimObject(const platform::Attributes& item, const platform::Attributes& target);
-    // listedAhead: the folder as the attribute reader listed it, or null.
+    // The location rule for an entry whose path's text is not where it is: one in a folder
+    // reached through a link, and one that is a link. Each leaves its real path in entryReal_.
+    bool allowsBelowLink(const std::string& folderReal, const std::string& name);
+    bool allowsLink(const std::string& path);
+    // listedAhead: the folder as the attribute reader listed it, or null. throughLink: the
+    // entry is a link to the folder, else it must be the folder itself. The folder's real
+    // path, when it differs from path, is in entryReal_.
     void enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
                      std::string path, bool ignorePackages,
-                     std::shared_ptr<StatAhead::Listing> listedAhead);
+                     std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink);
     int folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder);
     void keepWithinFolderBudget(std::vector<WalkFrame>& stack);
     void popFrame(std::vector<WalkFrame>& stack);
     FileList buildResult();
     bool sameDigest(File& a, File& b);
-    std::string digestOfScannedFile(const File& file);
+    // Marks the file unreadable when its contents cannot be read.
+    std::string digestOfScannedFile(File& file);
     bool sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b);
     DuplicateFile scannedMember(std::size_t index) const;
 
@@ -175,6 +185,10 @@ private:
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;
     std::string entryPath_;  // the path of the entry the walk looks at
+    // Where that entry really is, when a link makes its path's text say otherwise; else empty.
+    std::string entryReal_;
+    // Where the folders reached through links really are, during a walk; the first is empty.
+    std::vector<std::string> realPaths_;
     bool postedFinished_ = false;
 };
 

@@ -8,7 +8,7 @@
 
 namespace kelvora {
 
-static_assert(sizeof(ScanList::Record) == 48);
+static_assert(sizeof(ScanList::Record) == 56);
 
 std::uint32_t ScanList::addFolder(std::string path, std::uint32_t handle) {
     folders_.push_back({std::move(path), handle});
@@ -38,9 +38,9 @@ void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t si
         device |= kOtherSize;
         otherSizes_.emplace_back(count_, stamp.size);
     }
+    const std::uint64_t nameAt = (names_.size() - 1) * kNameChunk + nameEnd_;
     records_.back()[count_ & (kRecordsPerChunk - 1)] = {
-        size,   stamp.inode, stamp.modified, created, (names_.size() - 1) * kNameChunk + nameEnd_,
-        folder, device};
+        size, stamp.inode, stamp.modified, stamp.changed, created, nameAt, folder, device};
     nameEnd_ += name.size() + 1;
     ++count_;
 }
@@ -52,7 +52,7 @@ std::string ScanList::path(std::size_t index) const {
 FileStamp ScanList::stamp(std::size_t index) const {
     const Record& record = (*this)[index];
     FileStamp stamp{devices_[record.device & ~kOtherSize], record.inode, record.size,
-                    record.modified};
+                    record.modified, record.changed};
     if ((record.device & kOtherSize) != 0) {
         stamp.size = std::lower_bound(otherSizes_.begin(), otherSizes_.end(),
                                       std::pair<std::size_t, std::uint64_t>(index, 0))

@@ -1,5 +1,5 @@
 // What the walk keeps of each file it lists, until the comparison knows which files are
-// copies. A search meets far more files than it reports, so each is a fixed 48-byte record
+// copies. A search meets far more files than it reports, so each is a fixed 56-byte record
 // in chunks, with its name in a shared store of names and its folder's path kept once per
 // folder; the reported files become File records only when the results are built.
 #pragma once
@@ -21,6 +21,7 @@ public:
         std::uint64_t size;
         std::uint64_t inode;
         std::int64_t modified;  // nanoseconds since the epoch
+        std::int64_t changed;   // the change time, nanoseconds since the epoch
         std::int64_t created;   // as the walk read it; 0 when it has none
         std::uint64_t name;     // offset of the NUL-terminated name in the name store
         std::uint32_t folder;   // index in the folder table

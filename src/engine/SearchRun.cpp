@@ -30,6 +30,7 @@ void SearchRun::runSearch() {
         if (file->duplicates.empty()) continue;
         DuplicateFile head(file->path, tools.scannedCreationDateText(*file));
         head.stamp = file->stamp;
+        head.unreadable = file->unreadable;
         file->duplicates.insert(file->duplicates.begin(), std::move(head));
         groups.push_back(file);
     }

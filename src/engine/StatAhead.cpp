@@ -144,9 +144,11 @@ void StatAhead::listAhead(const Place& place) {
     Listing& parent = *place.parent;
     Listing::Slot& slot = parent.slots_[place.index];
     // Anything that fails is left to the walk, which then meets the failure itself and
-    // reports it as it always has.
-    platform::FileHandle opened(::openat(parent.folder_, parent.entries_[place.index].name.c_str(),
-                                         O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+    // reports it as it always has. A link is never followed: an entry listed as a folder
+    // that has become one since would lead wherever it points, unchecked.
+    platform::FileHandle opened(
+        ::openat(parent.folder_, parent.entries_[place.index].name.c_str(),
+                 O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW));
     if (opened.valid()) {
         auto attributes = platform::attributesOf(opened.get(), {});
         auto entries = attributes

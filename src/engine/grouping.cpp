@@ -98,6 +98,7 @@ FileList FileTools::groupFileList() {
                 DuplicateFile& member = head.duplicates.emplace_back(
                     candidate.path, scannedCreationDateText(candidate));
                 member.stamp = candidate.stamp;
+                member.unreadable = candidate.unreadable;
             }
         }
     }
@@ -146,6 +147,7 @@ FileList FileTools::groupScanned(bool withSingles) {
     const auto fileAt = [&](std::size_t position) {
         FilePtr file = scanned_.file(position);
         file->MD5Hash = pipeline.digestText(position);
+        file->unreadable = pipeline.unreadable(position);
         return file;
     };
     std::vector<std::uint8_t> found(n, 0);
@@ -176,6 +178,7 @@ FileList FileTools::groupScanned(bool withSingles) {
             found[j] = 1;
             if (!head) head = fileAt(i);
             head->duplicates.push_back(scannedMember(j));
+            head->duplicates.back().unreadable = pipeline.unreadable(j);
         }
         if (withSingles) {
             all[i] = head ? std::move(head) : fileAt(i);
@@ -207,12 +210,13 @@ bool FileTools::sameDigest(File& a, File& b) {
     return a.MD5Hash == b.MD5Hash && a.MD5Hash != kChangedSinceScan;
 }
 
-std::string FileTools::digestOfScannedFile(const File& file) {
+std::string FileTools::digestOfScannedFile(File& file) {
     std::uint64_t bytes = 0;
     auto digest = platform::md5OfFile(file.path, &settingsManager.searchCanceledByUser, &bytes);
     if (!digest) {
         if (canceled()) return emptyDigest();  // the loop stops at its next check
         platform::console("Ooops! Something went wrong: " + digest.error());
+        file.unreadable = true;
         return emptyDigest();
     }
     if (bytes != file.stamp.size) {

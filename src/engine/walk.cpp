@@ -7,6 +7,10 @@
 // where the recursive walk would make them. Each folder is opened once and its entries are
 // looked at relative to its descriptor, so no path is resolved twice and paths longer than
 // the system's limit are walked like any other.
+//
+// The location rule judges each entry by its path; an entry that is a link, or that was
+// reached through one, also by its real path, so that no link leads the walk into a system
+// tree. Ordinary entries pay nothing for that: only links resolve their paths.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -24,6 +28,12 @@ namespace {
 // Descriptors kept open for the folders on the walk's stack. Deeper trees close the
 // outermost ones and open them again by path when the walk comes back to them.
 constexpr std::size_t kOpenFolderBudget = 128;
+
+// The real path of a chosen folder is its own text, but for the separators at its end.
+bool samePlace(std::string_view path, std::string_view real) {
+    while (path.size() > real.size() && path.back() == '/') path.remove_suffix(1);
+    return path == real;
+}
 
 // Folders kept open for the reads after the walk: what the process may hold, less a margin
 // for everything else it opens; past that, files are opened by their whole paths.
@@ -43,6 +53,9 @@ struct FileTools::WalkFrame {
         int kept = -1;            // else the one in folderHandles_, open until the search ends
         std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
         std::uint32_t scanned = 0;                    // in scanned_'s folder table
+        // Where path really leads, in realPaths_, when a link on the way makes that another
+        // place; 0 when path is it. The location rule then judges each entry by both.
+        std::uint32_t real = 0;
     };
     struct Entry {
         std::uint32_t folder;  // index in folders
@@ -69,7 +82,8 @@ std::vector<std::string> FileTools::removeNestedFolders(const std::vector<std::s
 
 // Adds one folder's entries to the frame. False when the listing failed, which drops every
 // entry of the call, as a failed listing always has.
-bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd) {
+bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd,
+                          std::string real) {
     const auto folder = platform::attributesOf(fd.get(), path);
     if (!folder) {
         platform::console("Ooops! Something went wrong: " + folder.error());
@@ -99,12 +113,13 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
     auto listing = statAhead_ ? statAhead_->add(std::move(*entries), walkWith, kept)
                               : std::make_shared<StatAhead::Listing>(std::move(*entries),
                                                                      platform::FileHandle());
-    pushFolder(frame, std::move(path), std::move(fd), kept, handle, std::move(listing));
+    pushFolder(frame, std::move(path), std::move(fd), kept, handle, std::move(listing),
+               std::move(real));
     return true;
 }
 
 void FileTools::addListedFolder(WalkFrame& frame, std::string path,
-                                std::shared_ptr<StatAhead::Listing> listing) {
+                                std::shared_ptr<StatAhead::Listing> listing, std::string real) {
     const platform::Attributes& folder = listing->folderAttributes();
     if (!walkedFolders_.insert(folder.device, folder.inode)) {
         statAhead_->leave(*listing);
@@ -123,18 +138,26 @@ void FileTools::addListedFolder(WalkFrame& frame, std::string path,
         own = platform::FileHandle(::fcntl(listing->descriptor(), F_DUPFD_CLOEXEC, 0));
     }
     statAhead_->enter(listing);
-    pushFolder(frame, std::move(path), std::move(own), kept, handle, std::move(listing));
+    pushFolder(frame, std::move(path), std::move(own), kept, handle, std::move(listing),
+               std::move(real));
 }
 
 void FileTools::pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
-                           std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing) {
+                           std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing,
+                           std::string real) {
     const auto index = static_cast<std::uint32_t>(frame.folders.size());
     const auto count = static_cast<std::uint32_t>(listing->entries().size());
     frame.entries.reserve(frame.entries.size() + count);
     for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
     const std::uint32_t scanned = scanned_.addFolder(path, handle);
     if (fd.valid()) ++openFolders_;
-    frame.folders.push_back({std::move(path), std::move(fd), kept, std::move(listing), scanned});
+    std::uint32_t realIndex = 0;
+    if (!real.empty()) {
+        realIndex = static_cast<std::uint32_t>(realPaths_.size());
+        realPaths_.push_back(std::move(real));
+    }
+    frame.folders.push_back(
+        {std::move(path), std::move(fd), kept, std::move(listing), scanned, realIndex});
 }
 
 FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
@@ -147,13 +170,21 @@ FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
             frame.stopped = true;
             return frame;
         }
+        // A chosen folder reached through a link is judged by where it leads, like any entry
+        // that is a link; one that cannot be resolved meets its failure in the open below.
+        std::string real;
+        if (platform::realPath(path, real) != 0 || samePlace(path, real)) {
+            real.clear();
+        } else if (!locations_.allows(real)) {
+            continue;
+        }
         auto fd = platform::openPath(path, O_RDONLY | O_DIRECTORY | O_NOCTTY);
         if (!fd) {
             platform::console("Ooops! Something went wrong: " + fd.error());
             frame.entries.clear();
             return frame;
         }
-        if (!addFolder(frame, path, std::move(*fd))) return frame;
+        if (!addFolder(frame, path, std::move(*fd), std::move(real))) return frame;
     }
     return frame;
 }
@@ -207,6 +238,7 @@ void FileTools::walk(const std::vector<std::string>& paths, std::uint64_t minimu
     if (hashThreads > 0) statAhead.emplace();
     statAhead_ = statAhead ? &*statAhead : nullptr;
     folderHandles_.clear();
+    realPaths_.assign(1, std::string());
     folderHandleLimit_ = hashThreads > 0 ? folderHandleBudget() : 0;
     std::vector<WalkFrame> stack;
     stack.push_back(openFrame(paths, ignorePackages));
@@ -226,12 +258,15 @@ void FileTools::walk(const std::vector<std::string>& paths, std::uint64_t minimu
         lookAt(index, stack, minimumSize, maximumSize, extensions);
     }
     statAhead_ = nullptr;
+    realPaths_ = {};
 }
 
 void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                        std::uint64_t maximumSize, const std::vector<std::string>& extensions) {
     const WalkFrame::Entry& entry = stack.back().entries[index];
-    StatAhead::Listing& listing = *stack.back().folders[entry.folder].listing;
+    // Valid while the stack stays as it is: until a folder is entered, the last thing done.
+    const WalkFrame::Folder& in = stack.back().folders[entry.folder];
+    StatAhead::Listing& listing = *in.listing;
     const platform::FolderEntry& listed = listing.entries()[entry.index];
     // A folder the attribute reader listed ahead is the walk's from here on: entered, or
     // dropped when this returns.
@@ -247,10 +282,12 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const std::string& name = listed.name;
     // Built in place: most entries need their path only for the location check.
     std::string& path = entryPath_;
-    path.assign(stack.back().folders[entry.folder].path);
+    path.assign(in.path);
     if (path.empty() || path.back() != '/') path += '/';
     path += name;
     if (!locations_.allows(path)) return;
+    entryReal_.clear();
+    if (in.real != 0 && !allowsBelowLink(realPaths_[in.real], name)) return;
     if (name[0] == '.') return;
     std::string ext = pathExtension(name);
     const bool packageName = isPackageExtension(ext);
@@ -272,6 +309,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
         // Pipes, sockets and devices are never files to compare: opening a pipe for reading
         // would wait for a writer for ever.
         if (!target->isFolder && !target->isRegular) return;
+        if (item->isLink && !allowsLink(path)) return;
     }
     if (canceled()) {
         stack.back().stopped = true;
@@ -280,7 +318,8 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const bool isFolder = listedAsFolder || target->isFolder;
     const bool package = isFolder && packageName;
     if (isFolder && !package) {
-        enterFolder(stack, folder, name, path, ignorePackages, std::move(ahead.listing));
+        enterFolder(stack, folder, name, path, ignorePackages, std::move(ahead.listing),
+                    item->isLink);
         return;
     }
     if (!extensions.empty() &&
@@ -297,6 +336,18 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     if (!claimObject(listedAsFolder ? *target : *item, *target)) return;
     scanned_.add(stack.back().folders[entry.folder].scanned, name, size, stampOf(*target),
                  item->createdNanoseconds);
+}
+
+// Below a link the path's text does not say where an entry is; its real path does.
+bool FileTools::allowsBelowLink(const std::string& folderReal, const std::string& name) {
+    entryReal_ = platform::appendingPathComponent(folderReal, name);
+    return locations_.allows(entryReal_);
+}
+
+// A link is judged by where it leads: one into a system tree would list system files under a
+// path in the user's data, for a cleaning to remove.
+bool FileTools::allowsLink(const std::string& path) {
+    return platform::realPath(path, entryReal_) == 0 && locations_.allows(entryReal_);
 }
 
 // One file-system object is one file: the first path that passes every filter lists it, so
@@ -320,13 +371,17 @@ bool FileTools::claimObject(const platform::Attributes& item, const platform::At
 
 void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
                             std::string path, bool ignorePackages,
-                            std::shared_ptr<StatAhead::Listing> listedAhead) {
+                            std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink) {
+    std::string real = std::move(entryReal_);
+    entryReal_.clear();
     WalkFrame child;
     child.ignorePackages = ignorePackages;
     if (listedAhead) {
-        addListedFolder(child, std::move(path), std::move(listedAhead));
-    } else if (auto fd = platform::openFolderAt(parent, name.c_str(), path)) {
-        addFolder(child, std::move(path), std::move(*fd));
+        addListedFolder(child, std::move(path), std::move(listedAhead), std::move(real));
+    } else if (auto fd = platform::openFolderAt(parent, name.c_str(), path, throughLink)) {
+        // A folder that became a link since it was looked at is not followed: its place
+        // was judged, not the link's.
+        addFolder(child, std::move(path), std::move(*fd), std::move(real));
     } else {
         platform::console("Ooops! Something went wrong: " + fd.error());
     }

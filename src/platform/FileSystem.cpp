@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -29,6 +30,8 @@ Attributes fromStat(const struct stat& st) {
     attributes.links = st.st_nlink;
     attributes.modifiedNanoseconds =
         static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec;
+    attributes.changedNanoseconds =
+        static_cast<std::int64_t>(st.st_ctim.tv_sec) * 1'000'000'000 + st.st_ctim.tv_nsec;
     return attributes;
 }
 
@@ -104,8 +107,10 @@ Result<FileHandle> openPath(const std::string& path, int flags) {
     return handle;
 }
 
-Result<FileHandle> openFolderAt(int parent, const char* name, const std::string& pathForErrors) {
-    FileHandle handle(::openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+Result<FileHandle> openFolderAt(int parent, const char* name, const std::string& pathForErrors,
+                                bool followLink) {
+    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY | (followLink ? 0 : O_NOFOLLOW);
+    FileHandle handle(::openat(parent, name, flags));
     if (!handle.valid()) return Result<FileHandle>::failure(errorDescription(pathForErrors, errno));
     return handle;
 }
@@ -136,6 +141,7 @@ int statAt(int folder, const char* name, bool followLinks, Attributes& attribute
     attributes.mayBeMountRoot = (stx.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) == 0 ||
                                 (stx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
     attributes.modifiedNanoseconds = nanoseconds(stx.stx_mtime);
+    attributes.changedNanoseconds = nanoseconds(stx.stx_ctime);
     attributes.createdNanoseconds = (stx.stx_mask & STATX_BTIME) != 0
                                         ? nanoseconds(stx.stx_btime)
                                         : attributes.modifiedNanoseconds;
@@ -148,6 +154,92 @@ Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
     const int error = statAt(folder, name, followLinks, attributes);
     if (error != 0) return Result<Attributes>::failure(errorDescription(pathForErrors, error));
     return attributes;
+}
+
+namespace {
+
+// 0 and the link's text in target, or the errno (EINVAL: not a link).
+int readLinkAt(int folder, const char* name, std::string& target) {
+    target.resize(256);
+    for (;;) {
+        const ssize_t got = ::readlinkat(folder, name, target.data(), target.size());
+        if (got < 0) return errno;
+        if (static_cast<std::size_t>(got) < target.size()) {
+            target.resize(static_cast<std::size_t>(got));
+            return 0;
+        }
+        target.resize(target.size() * 2);
+    }
+}
+
+}  // namespace
+
+int realPath(const std::string& path, std::string& resolved) {
+    // The folder reached so far is held open for lookups only, so no call ever sees more
+    // than one name and no length limit applies.
+    constexpr int kLookup = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    constexpr int kMostLinks = 40;  // the kernel's own limit for one path
+    if (path.empty()) return ENOENT;
+    FileHandle folder;
+    const auto startAtTop = [&] {
+        folder = FileHandle(::open("/", kLookup));
+        resolved = "/";
+        return folder.valid() ? 0 : errno;
+    };
+    if (path[0] == '/') {
+        if (const int error = startAtTop()) return error;
+    } else {
+        const std::unique_ptr<char, decltype(&std::free)> current(::getcwd(nullptr, 0), &std::free);
+        if (!current) return errno;
+        folder = FileHandle(::open(".", kLookup));
+        if (!folder.valid()) return errno;
+        resolved = current.get();
+    }
+    std::string rest = path;
+    std::string target;
+    std::size_t at = 0;
+    int links = 0;
+    while (at < rest.size()) {
+        if (rest[at] == '/') {
+            ++at;
+            continue;
+        }
+        const std::size_t end = std::min(rest.find('/', at), rest.size());
+        const std::string name = rest.substr(at, end - at);
+        at = end;
+        if (name == ".") continue;
+        if (name == "..") {
+            // What is resolved so far holds no link, so its parent is its text's parent.
+            if (resolved.size() > 1) {
+                FileHandle parent(::openat(folder.get(), "..", kLookup));
+                if (!parent.valid()) return errno;
+                folder = std::move(parent);
+                resolved.erase(std::max<std::size_t>(resolved.rfind('/'), 1));
+            }
+            continue;
+        }
+        const int error = readLinkAt(folder.get(), name.c_str(), target);
+        if (error == 0) {
+            if (++links > kMostLinks) return ELOOP;
+            if (target.empty()) return ENOENT;
+            rest = target + rest.substr(at);
+            at = 0;
+            if (target[0] == '/') {
+                if (const int top = startAtTop()) return top;
+            }
+            continue;
+        }
+        if (error != EINVAL) return error;
+        if (at < rest.size()) {
+            // More follows: this one must be a folder.
+            FileHandle next(::openat(folder.get(), name.c_str(), kLookup | O_NOFOLLOW));
+            if (!next.valid()) return errno;
+            folder = std::move(next);
+        }
+        if (resolved.size() > 1) resolved += '/';
+        resolved += name;
+    }
+    return 0;
 }
 
 Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pathForErrors) {

@@ -28,6 +28,7 @@ struct Attributes {
     // one object under two paths even with a single name. Read by statAt; elsewhere true.
     bool mayBeMountRoot = true;
     std::int64_t modifiedNanoseconds = 0;
+    std::int64_t changedNanoseconds = 0;  // the change time (st_ctime)
     // The creation date as the lists show it: the birth time where the file system keeps
     // one, else the modification time. Only statAt reads the birth time; elsewhere 0.
     std::int64_t createdNanoseconds = 0;
@@ -80,15 +81,21 @@ private:
 // Opens a file or folder at a path of any length. Returns the error text on failure.
 Result<FileHandle> openPath(const std::string& path, int flags);
 
-// Folder walking with descriptors: a subfolder opened relative to its parent (links followed),
-// its attributes, its entries, and an entry's attributes, without resolving whole paths.
-Result<FileHandle> openFolderAt(int parent, const char* name, const std::string& pathForErrors);
+// Folder walking with descriptors: a subfolder opened relative to its parent, its attributes,
+// its entries, and an entry's attributes, without resolving whole paths. followLink: a name
+// that is a link may lead to the folder; otherwise it fails to open (ELOOP).
+Result<FileHandle> openFolderAt(int parent, const char* name, const std::string& pathForErrors,
+                                bool followLink);
 Result<Attributes> attributesOf(int fd, const std::string& pathForErrors);
 Result<Attributes> attributesAt(int folder, const char* name, bool followLinks,
                                 const std::string& pathForErrors);
 // The same without an error text, for threads that have no path at hand, and with the
 // creation date: 0 or the errno.
 int statAt(int folder, const char* name, bool followLinks, Attributes& attributes);
+// Where a path really leads: every symbolic link, "." and ".." resolved, as realpath(3)
+// gives it, but for paths of any length (each component is looked up in its folder's
+// descriptor). 0 and the path in resolved, or the errno.
+int realPath(const std::string& path, std::string& resolved);
 // The entries of an open folder with their types as the listing reports them (DT_*).
 struct FolderEntry {
     std::string name;

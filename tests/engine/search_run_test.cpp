@@ -1,6 +1,9 @@
 // A whole search: progress counts and cadence, the hand-over to the shared settings, cancel.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
+
 #include "engine/SearchRun.h"
 #include "platform/Queues.h"
 #include "support/EngineHarness.h"
@@ -113,6 +116,50 @@ TEST(SearchRun, aCancelAfterTheEngineReturnedStillClosesAndKeepsNoGroups) {
     EXPECT_FALSE(finished);
     EXPECT_EQ(engine.count(kSearchThreadFinished), 1u);
     EXPECT_TRUE(engine.settings.duplicateFileList.empty());
+}
+
+// Every copy the results list shows, its head included, carries what the search saw of it,
+// change time and all, and whether its contents could be read.
+TEST(SearchRun, everyCopyCarriesItsStampAndWhetherItCouldBeRead) {
+    for (unsigned threads : {0u, 2u}) {
+        testing::TempTree tree;
+        for (const char* name : {"same1", "same2"}) tree.createFilled(name, 3000, 's');
+        for (const char* name : {"gone1", "gone2"}) tree.createFilled(name, 5000, 'g');
+        std::map<std::string, FileStamp> seen;
+        for (const char* name : {"same1", "same2", "gone1", "gone2"}) {
+            seen[tree.path(name)] = *FileTools::currentStamp(tree.path(name));
+        }
+        testing::EngineHarness engine;
+        engine.settings.listFolderPaths = {tree.root()};
+        engine.settings.minimumFileSize = 0;
+        // Once the walk has listed all four, two go before they are read.
+        engine.onPost = [&](std::size_t) {
+            if (engine.posted.back().totalFiles == 4 &&
+                std::filesystem::exists(tree.path("gone1"))) {
+                std::filesystem::remove(tree.path("gone1"));
+                std::filesystem::remove(tree.path("gone2"));
+            }
+        };
+        testing::ConsoleCollector console;
+        platform::RunLoop loop;
+        auto run = SearchRun::create({engine.settings, engine.center, loop, loop}, [] {});
+        run->setHashThreads(threads);
+        run->runSearch();
+        loop.async([&] { loop.quit(); });
+        loop.run();
+        const FileList& groups = engine.settings.duplicateFileList;
+        ASSERT_EQ(groups.size(), 2u) << threads << " threads";
+        for (const FilePtr& group : groups) {
+            ASSERT_EQ(group->duplicates.size(), 2u);
+            for (const DuplicateFile& member : group->duplicates) {
+                EXPECT_EQ(member.stamp, seen[member.path]) << member.path;
+                EXPECT_NE(member.stamp.changed, 0) << member.path;
+                EXPECT_EQ(member.unreadable, member.path.find("/gone") != std::string::npos)
+                    << member.path << ", " << threads << " threads";
+            }
+        }
+        EXPECT_EQ(console.lines().size(), 2u);
+    }
 }
 
 }  // namespace

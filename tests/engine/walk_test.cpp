@@ -4,6 +4,8 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+
 #include "support/EngineHarness.h"
 #include "support/TempTree.h"
 
@@ -186,6 +188,85 @@ TEST(Walk, honoursTheLocationTable) {
         relativePaths(tools.fileList, tree.root()),
         (Paths{"Applications/Tool/c", "Users/me/a.jpg", "Volumes/Backup/Users/me/Library/e"}));
 }
+
+// Links in the user's data may lead into the system trees; the location rule judges them,
+// and everything found through them, by where they lead. Each search, with or without the
+// reader that lists folders ahead of the walk.
+class WalkWithLinks : public ::testing::TestWithParam<unsigned> {
+protected:
+    WalkWithLinks() {
+        tree.createFile("home/me/photo.jpg", "p");
+        tree.createFile("home/shared/s.jpg", "s");
+        tree.createFile("usr/lib/libx.so", "x");
+        tree.createFile("usr/lib/sub/liby.so", "y");
+        tree.createFile("run/user/1000/t", "t");
+        tree.createFile("run/media/disk/m.jpg", "m");
+        tree.createSymlink("home/me/lib", tree.path("usr/lib"));
+        tree.createSymlink("home/me/libx.so", tree.path("usr/lib/libx.so"));
+        tree.createSymlink("home/me/rel-lib", "../../usr/lib");
+        tree.createSymlink("home/me/run", tree.path("run"));
+        tree.createSymlink("home/me/shared", tree.path("home/shared"));
+        tree.createSymlink("home/me/top", tree.root());
+    }
+
+    Paths walk(const Paths& folders) {
+        testing::EngineHarness engine;
+        FileTools tools(engine.settings, engine.center,
+                        platform::LocationTable::linux(tree.root()));
+        tools.hashThreads = GetParam();
+        tools.scanFolders(folders, 0, UINT64_MAX, true, {});
+        return relativePaths(tools.fileList, tree.root());
+    }
+
+    testing::TempTree tree;
+};
+
+TEST_P(WalkWithLinks, aLinkIntoASystemTreeIsNotFollowedButOneToUserDataIs) {
+    testing::ConsoleCollector console;
+    // run leads to a place the table lets the walk enter, for the media mounted under it,
+    // but not its user folders; top leads to the table's root, whose system trees stay out
+    // and whose user data has been walked already.
+    EXPECT_EQ(walk({tree.path("home/me")}),
+              (Paths{"home/me/photo.jpg", "home/me/run/media/disk/m.jpg", "home/me/shared/s.jpg"}));
+    EXPECT_TRUE(console.lines().empty());
+}
+
+TEST_P(WalkWithLinks, aChosenFolderIsJudgedByWhereItLeads) {
+    testing::ConsoleCollector console;
+    EXPECT_EQ(walk({tree.path("home/me/lib"), tree.path("home/me/shared"),
+                    tree.path("home/me/top/usr/lib/sub")}),
+              (Paths{"home/me/shared/s.jpg"}));
+    // The table's root through a link: home/me comes first, and with it the user data the
+    // other links lead to.
+    EXPECT_EQ(walk({tree.path("home/me/top")}),
+              (Paths{"home/me/top/home/me/photo.jpg", "home/me/top/home/me/run/media/disk/m.jpg",
+                     "home/me/top/home/me/shared/s.jpg"}));
+    EXPECT_TRUE(console.lines().empty());
+}
+
+// A folder the walk has listed as a folder that is swapped for a link before it is entered
+// does not lead the walk where the link points.
+TEST_P(WalkWithLinks, aFolderSwappedForALinkIsNotFollowed) {
+    tree.createFile("home/other/swapped/own.jpg", "o");
+    testing::EngineHarness engine;
+    engine.onPost = [&](std::size_t posted) {
+        if (posted != 1) return;
+        std::filesystem::rename(tree.path("home/other/swapped"), tree.path("home/moved"));
+        std::filesystem::create_directory_symlink(tree.path("usr/lib"),
+                                                  tree.path("home/other/swapped"));
+    };
+    FileTools tools(engine.settings, engine.center, platform::LocationTable::linux(tree.root()));
+    tools.hashThreads = GetParam();
+    tools.scanFolders({tree.path("home/other")}, 0, UINT64_MAX, true, {});
+    for (const std::string& path : relativePaths(tools.fileList, tree.root())) {
+        EXPECT_EQ(path, "home/other/swapped/own.jpg");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Walk, WalkWithLinks, ::testing::Values(0u, 2u),
+                         [](const ::testing::TestParamInfo<unsigned>& info) {
+                             return std::to_string(info.param) + "HashThreads";
+                         });
 
 }  // namespace
 }  // namespace kelvora

@@ -1,11 +1,18 @@
-// The platform layer: digests, notifications and queues.
+// The platform layer: digests, file-system helpers, notifications and queues.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <thread>
 
+#include "platform/FileSystem.h"
 #include "platform/Md5.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
@@ -36,6 +43,88 @@ TEST(Md5, refusesFoldersAndPipesWithoutBlocking) {
     EXPECT_FALSE(pipe);
     EXPECT_NE(pipe.error().find("not a regular file"), std::string::npos);
     EXPECT_FALSE(md5OfFile(tree.path("missing")));
+}
+
+std::string systemRealPath(const std::string& path) {
+    char* resolved = ::realpath(path.c_str(), nullptr);
+    std::string out =
+        resolved != nullptr ? resolved : "(" + std::string(std::strerror(errno)) + ")";
+    std::free(resolved);
+    return out;
+}
+
+std::string ourRealPath(const std::string& path) {
+    std::string resolved;
+    const int error = realPath(path, resolved);
+    return error == 0 ? resolved : "(" + std::string(std::strerror(error)) + ")";
+}
+
+TEST(FileSystem, realPathResolvesAsTheSystemDoes) {
+    testing::TempTree tree;
+    tree.createFile("a/b/file", "f");
+    tree.createSymlink("a/up", "..");
+    tree.createSymlink("a/abs", tree.path("a/b"));
+    tree.createSymlink("a/rel-file", "b/file");
+    tree.createSymlink("a/chain", "abs/../up/a/rel-file");
+    tree.createSymlink("loop1", "loop2");
+    tree.createSymlink("loop2", "loop1");
+    tree.createSymlink("dangling", "missing");
+    for (const char* relative :
+         {"a/b/file", "a/./b//file", "a/b/", "a/up/a/b", "a/abs/file", "a/abs/../b", "a/rel-file",
+          "a/chain", "loop1", "dangling", "a/b/file/x", "a/missing/x"}) {
+        EXPECT_EQ(ourRealPath(tree.path(relative)), systemRealPath(tree.path(relative)))
+            << relative;
+    }
+    EXPECT_EQ(ourRealPath("/"), "/");
+    EXPECT_EQ(ourRealPath("/.."), "/");
+    EXPECT_EQ(ourRealPath(""), systemRealPath(""));
+    // Relative paths start from the working directory.
+    const std::string before = systemRealPath(".");
+    ASSERT_EQ(::chdir(tree.path("a").c_str()), 0);
+    const std::string relative = ourRealPath("abs/file");
+    const std::string dot = ourRealPath(".");
+    ASSERT_EQ(::chdir(before.c_str()), 0);
+    EXPECT_EQ(relative, tree.path("a/b/file"));
+    EXPECT_EQ(dot, tree.path("a"));
+}
+
+TEST(FileSystem, realPathResolvesPathsPastTheSystemLimit) {
+    testing::TempTree tree;
+    tree.createFile("target/file", "t");
+    // 250 levels of 20-character names: past PATH_MAX, so no single call takes the path.
+    std::string deep = tree.root();
+    int folder = ::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY);
+    for (int level = 0; level < 250; ++level) {
+        const std::string name = "folder-with-long-nm" + std::to_string(level % 10);
+        ASSERT_EQ(::mkdirat(folder, name.c_str(), 0755), 0);
+        const int next = ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
+        ::close(folder);
+        folder = next;
+        deep += "/" + name;
+    }
+    ASSERT_EQ(::symlinkat(tree.path("target").c_str(), folder, "out"), 0);
+    ASSERT_EQ(::symlinkat("../..", folder, "up"), 0);
+    ::close(folder);
+    ASSERT_GT(deep.size(), static_cast<std::size_t>(PATH_MAX));
+    EXPECT_EQ(ourRealPath(deep), deep);
+    EXPECT_EQ(ourRealPath(deep + "/out/file"), tree.path("target/file"));
+    EXPECT_EQ(ourRealPath(deep + "/up"), deep.substr(0, deep.rfind('/', deep.rfind('/') - 1)));
+}
+
+TEST(FileSystem, attributesCarryTheChangeTime) {
+    testing::TempTree tree;
+    const std::string file = tree.createFile("f", "contents");
+    ASSERT_EQ(::chmod(file.c_str(), 0600), 0);  // moves the change time only
+    struct stat st {};
+    ASSERT_EQ(::stat(file.c_str(), &st), 0);
+    const std::int64_t changed =
+        std::int64_t{st.st_ctim.tv_sec} * 1'000'000'000 + st.st_ctim.tv_nsec;
+    ASSERT_NE(changed, 0);
+    EXPECT_EQ(itemAttributes(file)->changedNanoseconds, changed);
+    EXPECT_EQ(followedAttributes(tree.createSymlink("link", file))->changedNanoseconds, changed);
+    const auto opened = openPath(file, O_RDONLY);
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(attributesOf(opened->get(), file)->changedNanoseconds, changed);
 }
 
 TEST(NotificationCenter, deliversToObserversOfTheNameUntilTheyAreRemoved) {

@@ -21,7 +21,9 @@ namespace kelvora::testing {
 TempTree::TempTree() {
     std::string pattern = (fs::temp_directory_path() / "kelvora-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    root_ = pattern;
+    // Its real path: the walk judges links by where they really lead, and tests compare
+    // those places with paths under the root.
+    root_ = fs::canonical(pattern).string();
     ::chmod(root_.c_str(), 0755);
 }
 

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <gio/gio.h>
+#include <glib.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <time.h>

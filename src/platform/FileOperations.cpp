@@ -1,74 +1,21 @@
-// Removal through GIO's freedesktop.org trash, and permanent deletion with directory file
-// descriptors so that a recursive delete never leaves the folder it was given.
+// Removal to the freedesktop.org trash, and permanent deletion with directory file descriptors
+// so that a recursive delete never leaves the folder it was given.
 #include "platform/FileOperations.h"
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gio/gio.h>
-
 #include <cerrno>
-#include <cstring>
-#include <memory>
 #include <vector>
 
 #include "platform/FileSystem.h"
-#include "platform/LazyLibrary.h"
+#include "platform/Trash.h"
 
 namespace kelvora::platform {
 
 namespace {
-
-// Each member takes its type from the header's declaration of the function it names.
-#define KELVORA_GIO_FUNCTION(member, function) \
-    decltype(&function) member = library.symbol<decltype(function)>(#function)
-
-// GIO, and the GObject and GLib it stands on, are opened by the first trashing, not at every
-// start. Looking names up through GIO's handle finds those of the libraries it needs too.
-struct Gio {
-    LazyLibrary library{"libgio-2.0.so.0"};
-    KELVORA_GIO_FUNCTION(free, g_free);
-    KELVORA_GIO_FUNCTION(errorFree, g_error_free);
-    KELVORA_GIO_FUNCTION(objectUnref, g_object_unref);
-    KELVORA_GIO_FUNCTION(getUserDataDir, g_get_user_data_dir);
-    KELVORA_GIO_FUNCTION(mkdirWithParents, g_mkdir_with_parents);
-    KELVORA_GIO_FUNCTION(uriEscapeString, g_uri_escape_string);
-    KELVORA_GIO_FUNCTION(dateTimeNewNowLocal, g_date_time_new_now_local);
-    KELVORA_GIO_FUNCTION(dateTimeUnref, g_date_time_unref);
-    KELVORA_GIO_FUNCTION(dateTimeFormat, g_date_time_format);
-    KELVORA_GIO_FUNCTION(fileNewForPath, g_file_new_for_path);
-    KELVORA_GIO_FUNCTION(fileTrash, g_file_trash);
-};
-
-#undef KELVORA_GIO_FUNCTION
-
-const Gio& gio() {
-    static const Gio api;
-    return api;
-}
-
-struct GObjectUnref {
-    void operator()(gpointer object) const { gio().objectUnref(object); }
-};
-struct GErrorFree {
-    void operator()(GError* error) const { gio().errorFree(error); }
-};
-struct GFree {
-    void operator()(void* memory) const { gio().free(memory); }
-};
-struct GDateTimeUnref {
-    void operator()(GDateTime* time) const { gio().dateTimeUnref(time); }
-};
-
-// GIO names the file in some messages and not in others; the path is said once either way.
-std::string trashErrorDescription(const std::string& path, const char* message) {
-    const std::string text = message != nullptr ? message : "the trash failed";
-    if (text.find(path) != std::string::npos) return text;
-    return "\"" + path + "\": " + text;
-}
 
 // One folder being emptied: its descriptor (closed for the outer levels of a deep tree), its
 // identity to check when it is opened again, and the names it held when it was opened.
@@ -167,53 +114,34 @@ std::optional<std::string> removeEntry(int parentFd, const std::string& name,
     return std::nullopt;
 }
 
-// The freedesktop.org trash by hand, for a path too long for GIO's calls: the item is moved
-// through its folder's descriptor into the home trash, after its .trashinfo has reserved the
-// name. Only on the home trash's own volume; anything else fails and the item stays.
-std::optional<std::string> trashDeepItem(const std::string& path) {
-    const std::string trash = std::string(gio().getUserDataDir()) + "/Trash";
-    gio().mkdirWithParents((trash + "/files").c_str(), 0700);
-    gio().mkdirWithParents((trash + "/info").c_str(), 0700);
-    const PathLocation location(path);
-    if (location.error() != 0) return errorDescription(path, location.error());
-    const std::string name = location.name();
-    const std::unique_ptr<char, GFree> escaped(gio().uriEscapeString(path.c_str(), "/", FALSE));
-    const std::unique_ptr<GDateTime, GDateTimeUnref> now(gio().dateTimeNewNowLocal());
-    const std::unique_ptr<char, GFree> date(gio().dateTimeFormat(now.get(), "%Y-%m-%dT%H:%M:%S"));
-    const std::string info =
-        "[Trash Info]\nPath=" + std::string(escaped.get()) + "\nDeletionDate=" + date.get() + "\n";
-    for (int attempt = 1; attempt < 1000; ++attempt) {
-        const std::string trashName = attempt == 1 ? name : name + "." + std::to_string(attempt);
-        const std::string infoPath = trash + "/info/" + trashName + ".trashinfo";
-        const int fd = ::open(infoPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (fd < 0) {
-            if (errno == EEXIST) continue;
-            return errorDescription(infoPath, errno);
-        }
-        const bool written =
-            ::write(fd, info.data(), info.size()) == static_cast<ssize_t>(info.size());
-        ::close(fd);
-        const std::string target = trash + "/files/" + trashName;
-        if (written &&
-            ::renameat(location.folder(), location.name(), AT_FDCWD, target.c_str()) == 0) {
-            return std::nullopt;
-        }
-        const int error = written ? errno : EIO;
-        ::unlink(infoPath.c_str());
-        return errorDescription(path, error);
+// The folder that holds the item, opened, and the item's name in it: the trash of the
+// item's volume is found from that folder, and the move is made through it.
+Result<FileHandle> openHoldingFolder(const std::string& path, std::string_view name) {
+    if (name.empty() || name == "/" || name == "." || name == "..") {
+        return Result<FileHandle>::failure(errorDescription(path, EINVAL));
     }
-    return errorDescription(path, EEXIST);
+    std::string folder = deletingLastPathComponent(path);
+    if (folder.empty()) folder = ".";
+    // The error names the item, not its folder, as for any other item that is not there.
+    const PathLocation location(folder);
+    if (location.error() != 0) {
+        return Result<FileHandle>::failure(errorDescription(path, location.error()));
+    }
+    FileHandle handle(
+        ::openat(location.folder(), location.name(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!handle.valid()) return Result<FileHandle>::failure(errorDescription(path, errno));
+    return handle;
 }
 
 }  // namespace
 
 std::optional<std::string> trashItem(const std::string& path) {
-    if (path.size() >= PATH_MAX) return trashDeepItem(path);
-    std::unique_ptr<GFile, GObjectUnref> file(gio().fileNewForPath(path.c_str()));
-    GError* rawError = nullptr;
-    if (gio().fileTrash(file.get(), nullptr, &rawError)) return std::nullopt;
-    std::unique_ptr<GError, GErrorFree> error(rawError);
-    return trashErrorDescription(path, error ? error->message : nullptr);
+    const std::string name(lastPathComponent(path));
+    const auto folder = openHoldingFolder(path, name);
+    if (!folder) return folder.error();
+    const auto trashed = trashEntry(folder->get(), name.c_str(), path);
+    if (!trashed) return trashed.error();
+    return std::nullopt;
 }
 
 std::optional<std::string> removeItem(const std::string& path) {

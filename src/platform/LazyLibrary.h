@@ -1,6 +1,6 @@
 // A shared library opened the first time one of its functions is wanted, for the big libraries
-// that most runs never call (the trash, the defaults file, date texts): linked normally, each
-// would cost its pages and relocations at every start.
+// that most runs never call (the defaults file, date texts): linked normally, each would cost
+// its pages and relocations at every start.
 #pragma once
 
 #include <dlfcn.h>
@@ -12,7 +12,7 @@ namespace kelvora::platform {
 
 class LazyLibrary {
 public:
-    // soname: the name the system loader knows, such as "libgio-2.0.so.0".
+    // soname: the name the system loader knows, such as "libglib-2.0.so.0".
     explicit LazyLibrary(const char* soname)
         : soname_(soname), handle_(dlopen(soname, RTLD_NOW | RTLD_LOCAL)) {
         if (handle_ == nullptr) fail();

@@ -24,7 +24,14 @@ private:
     struct Mount {
         std::string mountPoint;
         std::vector<std::string> sources;  // folders whose data the mount shows again
+        // The mount shows other folders' data but does not say which (a mergerfs named
+        // with its branches' common start left out): any folder outside it may be one.
+        bool sourcesUnknown = false;
     };
+    struct Origins;
+    const Mount* deepestMount(std::string_view path) const;
+    Origins originsOf(std::string_view path) const;
+
     std::vector<Mount> mounts_;
 };
 

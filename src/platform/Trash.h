@@ -25,6 +25,12 @@ struct TrashedItem {
 // text is returned.
 Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& path);
 
+// How far an item's .trashinfo is made durable before the item moves. trashEntry above uses
+// Record; the others are there to measure what that costs.
+enum class TrashSync { None, Record, RecordAndFolder };
+Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& path,
+                               TrashSync sync);
+
 // Puts a trashed item back as the entry `name` of the open folder `folder` (never over
 // something that took its place) and removes its .trashinfo. nullopt on success.
 std::optional<std::string> restoreEntry(const TrashedItem& item, int folder, const char* name,

@@ -2,10 +2,13 @@
 #include "support/TempTree.h"
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -76,6 +79,22 @@ std::string TempTree::createSymlink(const std::string& relative, const std::stri
 std::string TempTree::createHardLink(const std::string& relative, const std::string& existing) {
     fs::create_hard_link(existing, path(relative));
     return path(relative);
+}
+
+ScopedMount::ScopedMount(const std::string& type, const std::string& target,
+                         const std::string& options)
+    : target_(target) {
+    if (::mount(type.c_str(), target.c_str(), type.c_str(), 0, options.c_str()) != 0) {
+        error_ = errno;
+    }
+}
+
+ScopedMount::~ScopedMount() {
+    if (mounted()) ::umount2(target_.c_str(), MNT_DETACH);
+}
+
+std::string ScopedMount::refusal() const {
+    return "cannot mount on " + target_ + ": " + std::strerror(error_);
 }
 
 bool runWithoutPrivileges(const std::function<bool()>& check) {

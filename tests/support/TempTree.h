@@ -36,6 +36,23 @@ private:
     std::string root_;
 };
 
+// A file system mounted on a folder for one test and detached when it goes. Where this
+// process may not mount, mounted() is false and the test skips.
+class ScopedMount {
+public:
+    ScopedMount(const std::string& type, const std::string& target, const std::string& options);
+    ~ScopedMount();
+    ScopedMount(const ScopedMount&) = delete;
+    ScopedMount& operator=(const ScopedMount&) = delete;
+    bool mounted() const { return error_ == 0; }
+    // What the system said when it refused.
+    std::string refusal() const;
+
+private:
+    std::string target_;
+    int error_ = 0;
+};
+
 // Runs check in a child process without root's power to read everything, so permission
 // tests mean the same for a developer and for CI running as root. Returns check's answer.
 bool runWithoutPrivileges(const std::function<bool()>& check);

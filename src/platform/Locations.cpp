@@ -41,6 +41,14 @@ bool LocationTable::linuxAllows(std::string_view path) const {
     const std::string_view first = rest.substr(0, rest.find('/'));
     static constexpr std::array<std::string_view, 11> systemTrees = {
         "proc", "sys", "dev", "boot", "etc", "usr", "bin", "sbin", "var", "snap", "lost+found"};
+    // Image-based systems (Fedora Silverblue, other ostree systems) keep the users' folders
+    // below /var and link /home, /mnt and /root there: what a link leads to is judged, so
+    // those places must stay user data.
+    if (first == "var") {
+        const std::string_view below = rest.substr(std::min(rest.size(), std::size_t{4}));
+        const std::string_view second = below.substr(0, below.find('/'));
+        return rest == "var" || second == "home" || second == "mnt" || second == "roothome";
+    }
     for (std::string_view tree : systemTrees) {
         if (first == tree) return false;
     }

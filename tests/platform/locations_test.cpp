@@ -29,15 +29,16 @@ TEST(MacLocations, canBeRootedInAnotherFolder) {
 
 TEST(LinuxLocations, scanUserDataEverywhereButTheSystemTrees) {
     const LocationTable table = LocationTable::linux();
-    for (const char* allowed : {"/home/me/a.jpg", "/tmp/x", "/media/usb", "/mnt/disk", "/srv/data",
-                                "/opt/photos", "/data/archive", "/root/Pictures", "/run",
-                                "/run/media/me/USB/a.jpg", "/home/me/usr/lib"}) {
+    for (const char* allowed :
+         {"/home/me/a.jpg", "/tmp/x", "/media/usb", "/mnt/disk", "/srv/data", "/opt/photos",
+          "/data/archive", "/root/Pictures", "/run", "/run/media/me/USB/a.jpg", "/home/me/usr/lib",
+          "/var", "/var/home/me/a.jpg", "/var/mnt/disk", "/var/roothome/x"}) {
         EXPECT_TRUE(table.allows(allowed)) << allowed;
     }
     for (const char* denied :
          {"/proc", "/proc/1/fd", "/sys/kernel", "/dev/sda", "/run/user/1000", "/boot/vmlinuz",
           "/etc/passwd", "/usr/share", "/bin", "/sbin/init", "/lib", "/lib64/ld.so", "/libx32",
-          "/var/log", "/snap/core", "/lost+found"}) {
+          "/var/log", "/var/lib/x", "/var/homework", "/snap/core", "/lost+found"}) {
         EXPECT_FALSE(table.allows(denied)) << denied;
     }
 }

@@ -65,9 +65,11 @@ std::size_t printPlan(std::ostream& out, const SettingsManager& settings) {
 }
 
 int runCleaning(const CliOptions& options, SettingsManager& settings, std::istream& in,
-                std::ostream& out) {
+                std::ostream& out, CleaningProgress& progress) {
     settings.moveToTrash = *options.cleanToTrash;
     const std::size_t copies = printPlan(out, settings);
+    // The plan is on the screen before anything is removed, whatever buffers the output.
+    out.flush();
     if (options.dryRun) {
         out << "Dry run: nothing was removed.\n";
         return 0;
@@ -81,12 +83,21 @@ int runCleaning(const CliOptions& options, SettingsManager& settings, std::istre
     const FileList shown = settings.duplicateFileList;
     const platform::UserDefaults userDefaults;
     const CleanReport report =
-        cleanSelectedCopies(settings, shown, alerts, cleaningSafetyFrom(userDefaults));
+        cleanSelectedCopies(settings, shown, alerts, cleaningSafetyFrom(userDefaults), &progress);
+    if (report.outcome == CleanOutcome::Busy) {
+        out << report.stopReason << '\n';
+        return 1;
+    }
     if (report.outcome != CleanOutcome::Cleaned) {
         if (report.outcome == CleanOutcome::Declined) out << "Nothing was removed.\n";
         return 0;
     }
-    out << "Duplicate files cleaned successfully. " << report.removed.size() << " removed.\n";
+    if (report.interrupted) {
+        out << "The cleaning was interrupted. " << report.removed.size() << " removed.\n";
+    } else {
+        if (!report.stopReason.empty()) out << report.stopReason << '\n';
+        out << "Duplicate files cleaned successfully. " << report.removed.size() << " removed.\n";
+    }
     const std::string stayed = stayedText(report);
     if (stayed.empty()) return 0;
     out << stayed << '\n';

@@ -10,6 +10,7 @@
 #include "cli/CliOptions.h"
 #include "core/SettingsManager.h"
 #include "results/Alerts.h"
+#include "results/Cleaning.h"
 
 namespace kelvora::cli {
 
@@ -36,8 +37,9 @@ private:
 std::size_t printPlan(std::ostream& out, const SettingsManager& settings);
 
 // Asks, removes, and reports what stayed. The process exit code: 0 when every selected copy
-// went (or nothing was to go), 1 when some could not be removed.
+// went (or nothing was to go), 1 when some could not be removed. progress.stop, set by a
+// signal, ends the cleaning after the copy in hand.
 int runCleaning(const CliOptions& options, SettingsManager& settings, std::istream& in,
-                std::ostream& out);
+                std::ostream& out, CleaningProgress& progress);
 
 }  // namespace kelvora::cli

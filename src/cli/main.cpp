@@ -21,23 +21,28 @@
 #include "platform/Queues.h"
 #include "profiles/Profile.h"
 #include "profiles/ProfileFile.h"
+#include "results/Cleaning.h"
 
 using namespace kelvora;
 
 namespace {
 
 std::atomic<bool>* cancelFlag = nullptr;
+std::atomic<int> interruptedBy{0};
 
-extern "C" void onInterrupt(int) {
-    // A second Ctrl-C ends the program at once (SA_RESETHAND restored the default).
+extern "C" void onInterrupt(int signal) {
+    interruptedBy.store(signal);
     if (cancelFlag != nullptr) cancelFlag->store(true);
 }
 
-void installInterruptHandler(std::atomic<bool>& flag) {
+// During the search a second Ctrl-C ends the program at once (resetHand restores the default);
+// during a cleaning every one only asks it to stop after the copy in hand, so that no copy is
+// left half moved.
+void installInterruptHandler(std::atomic<bool>& flag, bool resetHand) {
     cancelFlag = &flag;
     struct sigaction action {};
     action.sa_handler = onInterrupt;
-    action.sa_flags = SA_RESETHAND;
+    action.sa_flags = resetHand ? SA_RESETHAND : 0;
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
@@ -131,7 +136,7 @@ int main(int argc, char** argv) {
     // on it after a cancel has already ended the loop.
     static platform::RunLoop mainLoop;
     platform::setMainQueue(&mainLoop);
-    installInterruptHandler(settings.searchCanceledByUser);
+    installInterruptHandler(settings.searchCanceledByUser, true);
 
     auto& center = platform::NotificationCenter::defaultCenter();
     ProgressLine progress(!options.quiet && ::isatty(STDERR_FILENO));
@@ -167,6 +172,10 @@ int main(int argc, char** argv) {
         // at once on exit; freeing the records one by one first would only add to the wait.
         std::_Exit(std::cout ? 0 : 1);
     }
+    static CleaningProgress cleaning;
+    installInterruptHandler(cleaning.stop, false);
     // With --json the plan and the questions go to stderr so that stdout stays one object.
-    return cli::runCleaning(options, settings, std::cin, options.json ? std::cerr : std::cout);
+    const int code = cli::runCleaning(options, settings, std::cin,
+                                      options.json ? std::cerr : std::cout, cleaning);
+    return cleaning.stop.load() ? 128 + interruptedBy.load() : code;
 }

@@ -101,19 +101,6 @@ std::optional<std::string> removeFolder(int parent, const std::string& name,
     return std::nullopt;
 }
 
-// Removes one entry of an open folder (or a path, with AT_FDCWD). A link is an entry like any
-// other and is removed, not what it points to.
-std::optional<std::string> removeEntry(int parentFd, const std::string& name,
-                                       const std::string& path) {
-    struct stat st;
-    if (::fstatat(parentFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-        return errorDescription(path, errno);
-    }
-    if (S_ISDIR(st.st_mode)) return removeFolder(parentFd, name, path);
-    if (::unlinkat(parentFd, name.c_str(), 0) != 0) return errorDescription(path, errno);
-    return std::nullopt;
-}
-
 // The folder that holds the item, opened, and the item's name in it: the trash of the
 // item's volume is found from that folder, and the move is made through it.
 Result<FileHandle> openHoldingFolder(const std::string& path, std::string_view name) {
@@ -134,6 +121,17 @@ Result<FileHandle> openHoldingFolder(const std::string& path, std::string_view n
 }
 
 }  // namespace
+
+std::optional<std::string> removeEntry(int parentFd, const std::string& name,
+                                       const std::string& path) {
+    struct stat st;
+    if (::fstatat(parentFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errorDescription(path, errno);
+    }
+    if (S_ISDIR(st.st_mode)) return removeFolder(parentFd, name, path);
+    if (::unlinkat(parentFd, name.c_str(), 0) != 0) return errorDescription(path, errno);
+    return std::nullopt;
+}
 
 std::optional<std::string> trashItem(const std::string& path) {
     const std::string name(lastPathComponent(path));

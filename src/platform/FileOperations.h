@@ -15,4 +15,9 @@ std::optional<std::string> trashItem(const std::string& path);
 // what it points to. nullopt on success.
 std::optional<std::string> removeItem(const std::string& path);
 
+// The same for the entry `name` of an open folder (or a path, with AT_FDCWD); `path` is the
+// entry's whole path for the error texts.
+std::optional<std::string> removeEntry(int parentFd, const std::string& name,
+                                       const std::string& path);
+
 }  // namespace kelvora::platform

@@ -77,7 +77,6 @@ long readSome(int fd, void* buffer, std::size_t length) {
     }
 }
 
-
 Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled,
                             std::uint64_t* bytesRead) {
     auto opened = openRegularFile(path);
@@ -115,29 +114,6 @@ Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes,
     }
     bytes.resize(have);
     return bytes;
-}
-
-Result<bool> sameBytes(const std::string& first, const std::string& second) {
-    auto a = openRegularFile(first);
-    if (!a) return Result<bool>::failure(a.error());
-    auto b = openRegularFile(second);
-    if (!b) return Result<bool>::failure(b.error());
-    std::vector<char> left(kBufferSize), right(kBufferSize);
-    for (;;) {
-        const ssize_t gotLeft = readSome(a->get(), left.data(), left.size());
-        if (gotLeft < 0) return Result<bool>::failure(errorDescription(first, errno));
-        std::size_t have = 0;
-        // Fill the same length from the second file, however its reads come back.
-        while (have < static_cast<std::size_t>(gotLeft)) {
-            const ssize_t got =
-                readSome(b->get(), right.data() + have, static_cast<std::size_t>(gotLeft) - have);
-            if (got < 0) return Result<bool>::failure(errorDescription(second, errno));
-            if (got == 0) return false;
-            have += static_cast<std::size_t>(got);
-        }
-        if (gotLeft == 0) return readSome(b->get(), right.data(), 1) == 0;
-        if (std::memcmp(left.data(), right.data(), have) != 0) return false;
-    }
 }
 
 std::string base64(const Md5Digest& digest) {

@@ -21,8 +21,6 @@ using Md5Digest = std::array<std::uint8_t, 16>;
 // bytesRead, when given, receives the number of bytes the digest covers.
 Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled = nullptr,
                             std::uint64_t* bytesRead = nullptr);
-// True when both files hold the same bytes, read side by side in chunks.
-Result<bool> sameBytes(const std::string& first, const std::string& second);
 // Up to maxBytes from the start of a regular file (fewer when the file is shorter); fileSize,
 // when given, receives the file's size at that moment.
 Result<std::string> readPrefix(const std::string& path, std::size_t maxBytes,

@@ -3,12 +3,8 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 #include <unordered_set>
-
-#include "engine/FileTools.h"
-#include "platform/Console.h"
-#include "platform/FileSystem.h"
-#include "platform/Md5.h"
 
 namespace kelvora {
 
@@ -29,48 +25,6 @@ bool anyWholeGroupSelected(const FileList& groups) {
         return !group->duplicates.empty() &&
                std::all_of(group->duplicates.begin(), group->duplicates.end(), selected);
     });
-}
-
-// Whether the copy on disk is still the one the search saw. A record without a stamp cannot
-// be checked, so it never counts as unchanged. A package folder is the same folder while its
-// device and inode are: its own size and time change with whatever is put inside.
-std::optional<std::string> changedSinceSearch(const DuplicateFile& member,
-                                              bool* isFolder = nullptr) {
-    if (member.stamp == FileStamp{}) return "it was not scanned by this search";
-    const auto now = platform::followedAttributes(member.path);
-    if (!now) return "it can no longer be read: " + now.error();
-    if (isFolder != nullptr) *isFolder = now->isFolder;
-    const FileStamp& then = member.stamp;
-    const bool same =
-        now->device == then.device && now->inode == then.inode &&
-        (now->isFolder || (now->size == then.size && now->modifiedNanoseconds == then.modified));
-    if (!same) return "it changed since the search";
-    return std::nullopt;
-}
-
-// Why the selected member must stay, or nothing when it may go.
-std::optional<std::string> reasonToKeep(const File& group,
-                                        const std::vector<DuplicateFile>& members,
-                                        const DuplicateFile& member, const CleaningSafety& safety) {
-    bool isFolder = false;
-    if (auto changed = changedSinceSearch(member, &isFolder)) return changed;
-    std::vector<const DuplicateFile*> staying;
-    for (const DuplicateFile& other : members) {
-        if (!selected(other) && other.path != member.path) staying.push_back(&other);
-    }
-    // The user chose to remove the whole group and confirmed it: nothing is meant to stay.
-    if (staying.empty()) return std::nullopt;
-    const auto unchanged = std::find_if(
-        staying.begin(), staying.end(),
-        [](const DuplicateFile* other) { return !changedSinceSearch(*other).has_value(); });
-    if (unchanged == staying.end()) return "no copy of it that stays is still there unchanged";
-    if (group.size >= kHashThreshold && safety.compareSizeOnlyGroups && !isFolder) {
-        const auto same = platform::sameBytes(member.path, (*unchanged)->path);
-        if (!same)
-            return "it could not be compared with \"" + (*unchanged)->path + "\": " + same.error();
-        if (!*same) return "its contents differ from \"" + (*unchanged)->path + "\", which stays";
-    }
-    return std::nullopt;
 }
 
 bool askYesNo(Alerts& alerts, const char* question) {
@@ -102,56 +56,71 @@ CleanOutcome confirmCleaning(const SettingsManager& settings, const FileList& sh
     return CleanOutcome::Confirmed;
 }
 
-CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& shown,
-                                 const CleaningSafety& safety) {
-    CleanReport report;
-    report.outcome = CleanOutcome::Cleaned;
-    const FileTools tools(settings);
-    // The shown list may be settings.duplicateFileList itself: walk a copy, and take emptied
-    // groups out in one pass at the end.
-    const FileList groups = shown;
+CleaningPlan planCleaning(const FileList& shown) {
+    CleaningPlan plan;
+    for (const FilePtr& group : shown) {
+        const auto count = static_cast<std::size_t>(
+            std::count_if(group->duplicates.begin(), group->duplicates.end(), selected));
+        if (count == 0) continue;
+        plan.groups.push_back({group.get(), group->size, group->duplicates});
+        plan.selectedCopies += count;
+    }
+    return plan;
+}
+
+void applyCleaning(SettingsManager& settings, const CleaningPlan& plan, const CleanReport& report) {
+    // A copy leaves its group once its removal was tried, whether or not it worked; copies
+    // the checks kept back, or that the cleaning did not reach, stay.
+    std::unordered_set<std::string_view> tried(report.removed.begin(), report.removed.end());
+    tried.insert(report.failed.begin(), report.failed.end());
     std::unordered_set<std::string> emptiedGroups;
-    for (const FilePtr& group : groups) {
-        const std::vector<DuplicateFile> members = group->duplicates;
-        for (const DuplicateFile& member : members) {
-            if (!selected(member)) continue;
-            if (auto reason = reasonToKeep(*group, members, member, safety)) {
-                platform::console("Kept \"" + member.path + "\": " + *reason);
-                report.kept.push_back({member.path, std::move(*reason)});
-                continue;
-            }
-            const bool gone =
-                settings.moveToTrash ? tools.trashFile(member.path) : tools.removeFile(member.path);
-            (gone ? report.removed : report.failed).push_back(member.path);
-            std::erase_if(group->duplicates,
-                          [&](const DuplicateFile& other) { return other.path == member.path; });
-        }
-        if (group->duplicates.size() <= 1) emptiedGroups.insert(group->path);
+    for (const CleaningPlan::Group& planned : plan.groups) {
+        File& group = *planned.group;
+        std::erase_if(group.duplicates,
+                      [&](const DuplicateFile& member) { return tried.contains(member.path); });
+        if (group.duplicates.size() <= 1) emptiedGroups.insert(group.path);
     }
     std::erase_if(settings.duplicateFileList,
                   [&](const FilePtr& group) { return emptiedGroups.contains(group->path); });
+}
+
+CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& shown,
+                                 const CleaningSafety& safety, CleaningProgress* progress) {
+    CleaningProgress own;
+    const CleaningPlan plan = planCleaning(shown);
+    CleanReport report =
+        executeCleaning(plan, settings.moveToTrash, safety, progress ? *progress : own);
+    (progress ? *progress : own).finished.store(true);
+    applyCleaning(settings, plan, report);
     return report;
 }
 
 CleanReport cleanSelectedCopies(SettingsManager& settings, const FileList& shown, Alerts& alerts,
-                                const CleaningSafety& safety) {
+                                const CleaningSafety& safety, CleaningProgress* progress) {
     const CleanOutcome outcome = confirmCleaning(settings, shown, alerts);
-    if (outcome != CleanOutcome::Confirmed) return {outcome, {}, {}, {}};
-    return removeSelectedCopies(settings, shown, safety);
+    if (outcome != CleanOutcome::Confirmed) {
+        CleanReport report;
+        report.outcome = outcome;
+        return report;
+    }
+    return removeSelectedCopies(settings, shown, safety, progress);
 }
 
 CleaningSafety cleaningSafetyFrom(const platform::UserDefaults& userDefaults) {
     CleaningSafety safety;
-    safety.compareSizeOnlyGroups = userDefaults.stringForKey(kCompareLargeCopies) != "No";
+    safety.compareContents = userDefaults.stringForKey(kCompareLargeCopies) != "No";
     return safety;
 }
 
 std::string stayedText(const CleanReport& report) {
-    if (report.kept.empty() && report.failed.empty()) return {};
+    if (report.kept.empty() && report.failed.empty() && report.notReached.empty()) return {};
     std::string text = "These copies were not removed:";
     for (const KeptCopy& copy : report.kept) text += "\n" + copy.path + ": " + copy.reason + ".";
     for (const std::string& path : report.failed)
         text += "\n" + path + ": it could not be removed.";
+    const char* why = report.interrupted ? ": the cleaning was interrupted before it."
+                                         : ": the cleaning stopped before it.";
+    for (const std::string& path : report.notReached) text += "\n" + path + why;
     return text;
 }
 

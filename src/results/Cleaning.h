@@ -3,11 +3,13 @@
 // window and the command line.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "core/SettingsManager.h"
+#include "platform/Locations.h"
 #include "platform/UserDefaults.h"
 #include "results/Alerts.h"
 
@@ -22,6 +24,7 @@ enum class CleanOutcome {
     Declined,         // a question was answered "No", nothing removed
     Confirmed,        // the questions allow the removal
     Cleaned,          // the removal ran
+    Busy,             // another cleaning of this user holds the lock: nothing removed
 };
 
 // A selected copy that the cleaning left where it was, and why.
@@ -36,36 +39,82 @@ struct CleanReport {
     std::vector<std::string> removed;
     std::vector<std::string> failed;  // each failure also printed as an "Error:  " line
     std::vector<KeptCopy> kept;       // refused by the checks below; still in their groups
+    // Selected copies the cleaning did not reach: it was interrupted, or it stopped because a
+    // copy that stays turned out to share its data with one just removed. Still in their groups.
+    std::vector<std::string> notReached;
+    bool interrupted = false;
+    std::string stopReason;  // why the cleaning stopped before its end; empty when it did not
 };
 
+// The text shown when another cleaning holds the lock.
+inline constexpr const char* kAnotherCleaningRuns =
+    "Another cleaning is running (in another Kelvora window or kelvora-cli). Nothing was "
+    "removed; clean again when it has finished.";
+
 // What the cleaning checks before each removal. A copy is removed only while it is still the
-// file the search saw (same device, inode, size and modification time), and, unless the user
-// chose to remove its whole group, while a copy that stays is still there and unchanged.
+// file the search saw (device, inode, size, modification and change time), never when the
+// search could not read it or its real path lies in a system tree, and, unless the user chose
+// to remove its whole group, only while a copy that stays is still there unchanged and holds
+// exactly its bytes.
 struct CleaningSafety {
-    // Groups of 100 MiB and more were matched on their size alone: their copies are compared
-    // byte for byte with a copy that stays before they go. The user default
-    // "CompareLargeCopies" set to "No" turns this off.
-    bool compareSizeOnlyGroups = true;
+    // Before a copy goes it is read in full and compared byte for byte with a copy that stays
+    // (a package folder as a tree). The user default "CompareLargeCopies" set to "No" turns
+    // this off; the other checks stay.
+    bool compareContents = true;
+    // Where nothing is ever removed: the system trees, checked on each copy's real path.
+    platform::LocationTable locations = platform::LocationTable::linux();
 };
 inline constexpr const char* kCompareLargeCopies = "CompareLargeCopies";
 CleaningSafety cleaningSafetyFrom(const platform::UserDefaults& userDefaults);
 
-// The notice that lists the copies a cleaning left behind; empty when there are none.
-std::string stayedText(const CleanReport& report);
+// How far a running cleaning is, read by another thread; and its stop request.
+struct CleaningProgress {
+    std::atomic<std::size_t> done{0};
+    std::atomic<std::size_t> total{0};
+    // Set by whoever runs executeCleaning once its report is stored.
+    std::atomic<bool> finished{false};
+    // Set from any thread (a signal handler too): the cleaning stops after the copy in hand.
+    std::atomic<bool> stop{false};
+};
+
+// What a cleaning works on, copied from the shown groups on the main thread so that the
+// removal itself reads no shared record and can run on any thread.
+struct CleaningPlan {
+    struct Group {
+        File* group;  // identity only: never read off the main thread
+        std::uint64_t size = 0;
+        std::vector<DuplicateFile> members;  // as they were when planned
+    };
+    std::vector<Group> groups;
+    std::size_t selectedCopies = 0;
+};
 
 // The questions before a removal, in their order, over the groups shown.
 CleanOutcome confirmCleaning(const SettingsManager& settings, const FileList& shown,
                              Alerts& alerts);
 
-// Moves every selected copy of the shown groups to the trash, or deletes it, as
-// settings.moveToTrash says. Each such copy leaves its group whether or not its removal worked;
-// groups left with one copy or none leave settings.duplicateFileList.
+// The removal in three steps. Only executeCleaning touches the disk and it touches no record:
+// the window runs it on a worker while its own thread stays free.
+CleaningPlan planCleaning(const FileList& shown);
+CleanReport executeCleaning(const CleaningPlan& plan, bool moveToTrash,
+                            const CleaningSafety& safety, CleaningProgress& progress);
+// Takes the copies that were removed or failed out of their groups, and groups left with one
+// copy or none out of settings.duplicateFileList.
+void applyCleaning(SettingsManager& settings, const CleaningPlan& plan, const CleanReport& report);
+
+// All three in a row. Moves every selected copy of the shown groups to the trash, or deletes
+// it, as settings.moveToTrash says.
 CleanReport removeSelectedCopies(SettingsManager& settings, const FileList& shown,
-                                 const CleaningSafety& safety = {});
+                                 const CleaningSafety& safety = {},
+                                 CleaningProgress* progress = nullptr);
 
 // Both, for the command line: questions answered by alerts, then the removal.
 CleanReport cleanSelectedCopies(SettingsManager& settings, const FileList& shown, Alerts& alerts,
-                                const CleaningSafety& safety = {});
+                                const CleaningSafety& safety = {},
+                                CleaningProgress* progress = nullptr);
+
+// The notice that lists the copies a cleaning left behind; empty when there are none.
+std::string stayedText(const CleanReport& report);
 
 // After a successful cleaning: the first one ever only notes that the prompt may come; later
 // ones ask for a rating, at most once per results window (rateMessageShown), until the user rates

@@ -91,8 +91,22 @@ CleanReport ResultsModel::OnClean() {
     // The questions ran the event loop, which may have started another step meanwhile; it must
     // be done before members leave their groups.
     settleBackgroundStep();
-    report =
-        removeSelectedCopies(settingsManager, fileList, cleaningSafetyFrom(services_.userDefaults));
+    // The removals run on a worker while the window keeps answering; they read only the plan,
+    // and the groups shrink here once they are done.
+    const CleaningPlan plan = planCleaning(fileList);
+    const CleaningSafety safety = cleaningSafetyFrom(services_.userDefaults);
+    const bool moveToTrash = settingsManager.moveToTrash;
+    CleaningProgress progress;
+    services_.background.async([&plan, &safety, &progress, &report, moveToTrash] {
+        report = executeCleaning(plan, moveToTrash, safety, progress);
+        progress.finished.store(true);
+    });
+    view_.waitForCleaning(progress);
+    if (report.outcome == CleanOutcome::Busy) {
+        services_.alerts.runModal({report.stopReason, {"OK"}});
+        return report;
+    }
+    applyCleaning(settingsManager, plan, report);
 
     firstUpdate = true;
     view_.selectGroupRow(0);

@@ -8,6 +8,7 @@
 
 #include "core/File.h"
 #include "core/FileCategory.h"
+#include "results/Cleaning.h"
 
 namespace kelvora {
 
@@ -62,6 +63,11 @@ public:
     virtual void selectGroupRow(std::int64_t row) = 0;
 
     virtual void closeWindow() = 0;
+
+    // Runs while a cleaning works on another thread: shows how far it is, keeps the window
+    // answering, and returns once progress.finished is set. A stop the user asks for goes to
+    // progress.stop.
+    virtual void waitForCleaning(CleaningProgress& progress) = 0;
 };
 
 // The count cell of a group: "selected/members", coloured by the copies that stay.

@@ -10,6 +10,7 @@
 
 #include "results/FileInfoTexts.h"
 #include "ui/AppShell.h"
+#include "ui/CleaningProgressDialog.h"
 #include "ui/GroupsTableModel.h"
 #include "ui/MembersTableModel.h"
 #include "ui/RevealInFileManager.h"
@@ -230,6 +231,10 @@ void ViewControllerDuplicates::selectGroupRow(std::int64_t row) {
 
 void ViewControllerDuplicates::closeWindow() {
     done(QDialog::Accepted);
+}
+
+void ViewControllerDuplicates::waitForCleaning(CleaningProgress& progress) {
+    kelvora::waitForCleaning(this, progress);
 }
 
 void ViewControllerDuplicates::OnGroupSelectionChanged() {

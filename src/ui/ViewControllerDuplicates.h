@@ -70,6 +70,7 @@ public:
     void reloadGroupCount(std::int64_t row) override;
     void selectGroupRow(std::int64_t row) override;
     void closeWindow() override;
+    void waitForCleaning(CleaningProgress& progress) override;
 
     void ShowCustomWindow() { model_->ShowCustomWindow(); }
     void ShowCustomSettingsMessage() { model_->ShowCustomSettingsMessage(); }

@@ -3,10 +3,12 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/Queues.h"
@@ -36,6 +38,10 @@ public:
     void reloadGroupCount(std::int64_t row) override { countReloads.push_back(row); }
     void selectGroupRow(std::int64_t row) override { onSelect(row); }
     void closeWindow() override { closed = true; }
+    void waitForCleaning(CleaningProgress& progress) override {
+        while (!progress.finished.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++cleaningsWaitedFor;
+    }
 
     std::array<bool, 6> categories{true, true, true, true, true, true};
     bool applyForAll = false;
@@ -47,6 +53,7 @@ public:
     std::vector<bool> busy;
     std::vector<std::int64_t> countReloads;
     bool closed = false;
+    int cleaningsWaitedFor = 0;
     std::function<void(std::int64_t)> onSelect;
 };
 

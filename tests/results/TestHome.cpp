@@ -1,6 +1,6 @@
 // Each test process gets a home of its own before anything asks GLib where home is: GLib reads
-// HOME and XDG_DATA_HOME once, and tests that run side by side must not share a trash. Temporary
-// trees go inside it too (TMPDIR), so trashed files stay on the home's file system.
+// HOME and XDG_DATA_HOME once, and tests that run side by side must not share a trash or a lock.
+// Temporary trees go inside it too (TMPDIR), so trashed files stay on the home's file system.
 #include <stdlib.h>
 
 #include <filesystem>
@@ -21,6 +21,9 @@ public:
         ::setenv("XDG_DATA_HOME", (root_ + "/.local/share").c_str(), 1);
         ::setenv("XDG_CONFIG_HOME", (root_ + "/.config").c_str(), 1);
         ::setenv("TMPDIR", (root_ + "/tmp").c_str(), 1);
+        // The cleaning's lock too: test programs that run side by side must not wait on it.
+        ::setenv("XDG_RUNTIME_DIR", (root_ + "/run").c_str(), 1);
+        ::setenv("XDG_STATE_HOME", (root_ + "/.local/state").c_str(), 1);
     }
     ~TestHome() {
         std::error_code ignored;

@@ -10,9 +10,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
+#include <QTimer>
 #include <QToolButton>
 
 #include "ResultsWindowSupport.h"
@@ -292,6 +294,41 @@ private Q_SLOTS:
                 left += entry.path().filename() == name;
             QCOMPARE(left, 1);
         }
+    }
+
+    // Thousands of copies go on a worker: the window's events keep flowing meanwhile, behind a
+    // progress dialog that counts them.
+    void aLongCleaningLeavesTheWindowAnswering() {
+        constexpr int kCopies = 3000;
+        for (int i = 0; i < kCopies; ++i)
+            fixture->tree.createFilled("Many/" + std::to_string(i) + ".bin", 40000, 'n');
+        fixture->open();
+        QTRY_COMPARE(files()->model()->rowCount(), 5);
+        waitUntilSettled();
+        click("checkApplyForAll");
+        clickSegment(KeepOldest);
+        waitUntilSettled();
+        int ticks = 0;
+        int largestTotal = 0;
+        QTimer watcher;
+        connect(&watcher, &QTimer::timeout, this, [&] {
+            ++ticks;
+            if (auto* dialog = window().findChild<QProgressDialog*>("cleaningProgress"))
+                largestTotal = std::max(largestTotal, dialog->maximum());
+        });
+        watcher.start(5);
+        click("buttonClean");
+        watcher.stop();
+        QVERIFY2(ticks >= 3, "the window's events ran while the copies went");
+        QCOMPARE(largestTotal, kCopies - 1 + 1 + 1 + 1 + 2);
+        int left = 0;
+        for (const auto& entry : fs::directory_iterator(fixture->tree.path("Many"))) {
+            QCOMPARE(contents(entry.path()), std::string(40000, 'n'));
+            ++left;
+        }
+        QCOMPARE(left, 1);
+        QCOMPARE(alertTexts(fixture->ui.alerts).front(),
+                 std::string("Duplicate files cleaned successfully. "));
     }
 
     // The whole road: the main window's search, its progress window, the results window it

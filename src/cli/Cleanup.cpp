@@ -84,7 +84,7 @@ int runCleaning(const CliOptions& options, SettingsManager& settings, std::istre
     const platform::UserDefaults userDefaults;
     const CleanReport report =
         cleanSelectedCopies(settings, shown, alerts, cleaningSafetyFrom(userDefaults), &progress);
-    if (report.outcome == CleanOutcome::Busy) {
+    if (report.outcome == CleanOutcome::Refused) {
         out << report.stopReason << '\n';
         return 1;
     }

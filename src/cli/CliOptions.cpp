@@ -37,7 +37,11 @@ const char* const kUsage =
     "  --dry-run             print what would be removed, remove nothing\n"
     "  --json                print the groups as one JSON object\n"
     "  --quiet               no progress on standard error\n"
-    "  -h, --help            show this help\n";
+    "  -h, --help            show this help\n"
+    "\n"
+    "Past cleanings:\n"
+    "  --history             list past cleanings, newest first, with their ids\n"
+    "  --undo last|ID        put back every copy a cleaning moved to the trash\n";
 
 std::optional<std::uint64_t> parseSize(const std::string& text) {
     if (text.empty() || !(std::isdigit(static_cast<unsigned char>(text[0])) || text[0] == '.')) {
@@ -189,6 +193,12 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             const auto text = value("--rules");
             if (!text || text->empty()) return fail("kelvora-cli: --rules needs a file");
             options.rulesFile = *text;
+        } else if (argument == "--history") {
+            options.history = true;
+        } else if (isOption("--undo")) {
+            const auto text = value("--undo");
+            if (!text || text->empty()) return fail("kelvora-cli: --undo needs last or an id");
+            options.undo = *text;
         } else if (argument == "--yes" || argument == "-y") {
             options.yes = true;
         } else if (argument == "--dry-run" || argument == "-n") {
@@ -202,7 +212,7 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             return fail("kelvora-cli: unknown option " + argument);
         }
     }
-    if (options.help) return {options, {}};
+    if (options.help || options.history || options.undo) return {options, {}};
     if (options.keep == 4 && options.rulesFile.empty()) {
         return fail("kelvora-cli: --keep custom needs the rules: --rules FILE");
     }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/File.h"
+#include "core/JsonText.h"
 
 namespace kelvora::cli {
 
@@ -13,8 +14,6 @@ namespace kelvora::cli {
 void writeText(std::ostream& out, const FileList& groups, bool showChecks = false);
 void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& groups);
 
-// A JSON string literal. Bytes that are not valid UTF-8 are written as the escapes
-// \udc80 to \udcff (one per byte), so that a path of any bytes reads back to the same bytes.
-std::string jsonString(std::string_view text);
+using kelvora::jsonString;
 
 }  // namespace kelvora::cli

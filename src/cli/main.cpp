@@ -11,6 +11,7 @@
 
 #include "cli/Cleanup.h"
 #include "cli/CliOptions.h"
+#include "cli/History.h"
 #include "cli/Report.h"
 #include "core/SettingsManager.h"
 #include "core/Texts.h"
@@ -125,6 +126,8 @@ int main(int argc, char** argv) {
         std::cout << cli::kUsage;
         return 0;
     }
+    if (options.history) return cli::printHistory(std::cout, options.json);
+    if (options.undo) return cli::undo(*options.undo, std::cout, std::cerr, options.json);
 
     SettingsManager& settings = SettingsManager::shared();
     if (auto problem = applyOptions(options, settings)) {

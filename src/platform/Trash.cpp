@@ -133,6 +133,7 @@ int moveWithoutReplacing(int from, const char* fromName, int to, const char* toN
 struct Move {
     int error = 0;
     std::string failedRecord;  // the record that could not be written, for the error text
+    std::string refusal;       // what stopped the move before it was tried
     TrashedItem item;
 };
 
@@ -143,7 +144,7 @@ std::string hintKey(const TrashFolder& trash, const char* name) {
 }
 
 Move moveInto(const TrashFolder& trash, int folder, const char* name, bool isFolder,
-              std::string_view text, TrashSync sync) {
+              std::string_view text, TrashSync sync, const BeforeTrashMove& beforeMove) {
     const std::string key = hintKey(trash, name);
     Counters counters(nameHints().next(key));
     Move move;
@@ -156,11 +157,19 @@ Move moveInto(const TrashFolder& trash, int folder, const char* name, bool isFol
             move.failedRecord = trash.root + "/info/" + record;
             return move;
         }
+        move.item = {trash.root + "/files/" + candidate, trash.root + "/info/" + record};
+        if (beforeMove) {
+            if (auto refusal = beforeMove(move.item)) {
+                ::unlinkat(trash.info.get(), record.c_str(), 0);
+                move.refusal = std::move(*refusal);
+                move.error = ECANCELED;
+                return move;
+            }
+        }
         move.error =
             moveWithoutReplacing(folder, name, trash.files.get(), candidate.c_str(), isFolder);
         if (move.error == 0) {
             if (*counter > 1) nameHints().remember(key, *counter);
-            move.item = {trash.root + "/files/" + candidate, trash.root + "/info/" + record};
             return move;
         }
         ::unlinkat(trash.info.get(), record.c_str(), 0);
@@ -186,6 +195,7 @@ std::string recordedPath(const std::string& original, const std::string& topdir)
 
 Result<TrashedItem> outcome(const Move& move, const std::string& path) {
     if (move.error == 0) return move.item;
+    if (!move.refusal.empty()) return Result<TrashedItem>::failure(move.refusal);
     if (move.failedRecord.empty()) {
         return Result<TrashedItem>::failure(errorDescription(path, move.error));
     }
@@ -207,7 +217,7 @@ Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& 
 }
 
 Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& path,
-                               TrashSync sync) {
+                               TrashSync sync, const BeforeTrashMove& beforeMove) {
     struct stat st;
     if (::fstatat(folder, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
         return Result<TrashedItem>::failure(errorDescription(path, errno));
@@ -219,14 +229,14 @@ Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& 
         auto home = openHomeTrash();
         if (!home) return cannotTrash(path, home.error());
         const Move move =
-            moveInto(*home, folder, name, isFolder, trashInfoText(original, now), sync);
+            moveInto(*home, folder, name, isFolder, trashInfoText(original, now), sync, beforeMove);
         // EXDEV: a bind mount of the home's file system, whose items go to its own trash.
         if (move.error != EXDEV) return outcome(move, path);
     }
     auto volume = openVolumeTrash(folder);
     if (!volume) return cannotTrash(path, volume.error());
     const std::string text = trashInfoText(recordedPath(original, volume->topdir), now);
-    return outcome(moveInto(*volume, folder, name, isFolder, text, sync), path);
+    return outcome(moveInto(*volume, folder, name, isFolder, text, sync, beforeMove), path);
 }
 
 std::optional<std::string> restoreEntry(const TrashedItem& item, int folder, const char* name,

@@ -3,6 +3,7 @@
 // can be put back.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -28,8 +29,12 @@ Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& 
 // How far an item's .trashinfo is made durable before the item moves. trashEntry above uses
 // Record; the others are there to measure what that costs.
 enum class TrashSync { None, Record, RecordAndFolder };
+// beforeMove is told where the entry is about to go, once its record is on disk and before it
+// moves, so that a journal can say so first; an error text it returns leaves the entry where
+// it is and becomes the failure.
+using BeforeTrashMove = std::function<std::optional<std::string>(const TrashedItem&)>;
 Result<TrashedItem> trashEntry(int folder, const char* name, const std::string& path,
-                               TrashSync sync);
+                               TrashSync sync, const BeforeTrashMove& beforeMove = {});
 
 // Puts a trashed item back as the entry `name` of the open folder `folder` (never over
 // something that took its place) and removes its .trashinfo. nullopt on success.

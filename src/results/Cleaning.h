@@ -24,7 +24,8 @@ enum class CleanOutcome {
     Declined,         // a question was answered "No", nothing removed
     Confirmed,        // the questions allow the removal
     Cleaned,          // the removal ran
-    Busy,             // another cleaning of this user holds the lock: nothing removed
+    Refused,          // nothing removed: another cleaning runs, or no journal can be kept
+                      // (stopReason says which)
 };
 
 // A selected copy that the cleaning left where it was, and why.

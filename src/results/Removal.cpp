@@ -22,6 +22,7 @@
 #include "platform/Trash.h"
 #include "platform/UserLock.h"
 #include "results/Cleaning.h"
+#include "results/CleaningJournal.h"
 
 namespace kelvora {
 
@@ -100,8 +101,12 @@ bool stillAsSearched(const OpenCopy& copy) {
 class Removal {
 public:
     Removal(const CleaningPlan& plan, bool moveToTrash, const CleaningSafety& safety,
-            CleaningProgress& progress)
-        : plan_(plan), moveToTrash_(moveToTrash), safety_(safety), progress_(progress) {}
+            CleaningProgress& progress, CleaningJournal& journal)
+        : plan_(plan),
+          moveToTrash_(moveToTrash),
+          safety_(safety),
+          progress_(progress),
+          journal_(journal) {}
 
     CleanReport run();
 
@@ -120,6 +125,7 @@ private:
     const bool moveToTrash_;
     const CleaningSafety& safety_;
     CleaningProgress& progress_;
+    CleaningJournal& journal_;
     CleanReport report_;
     std::optional<platform::MountTable> mounts_;  // read when first needed
 };
@@ -239,18 +245,33 @@ void Removal::remove(OpenCopy& copy, const OpenCopy* keeper) {
     }
     std::optional<platform::TrashedItem> trashed;
     std::optional<std::string> error;
+    // The journal says where the copy goes before it goes; a journal that cannot say it any
+    // more stops the cleaning with the copy in place.
+    std::optional<std::string> unjournaled;
     if (moveToTrash_) {
-        auto moved = platform::trashEntry(copy.folder.get(), copy.name.c_str(), path);
+        auto moved = platform::trashEntry(copy.folder.get(), copy.name.c_str(), path,
+                                          platform::TrashSync::Record,
+                                          [&](const platform::TrashedItem& item) {
+                                              unjournaled = journal_.moving(path, item);
+                                              return unjournaled;
+                                          });
         if (moved) {
             trashed = std::move(*moved);
         } else {
             error = moved.error();
         }
     } else {
-        error = platform::removeEntry(copy.folder.get(), copy.name, path);
+        unjournaled = journal_.deleting(path);
+        if (!unjournaled) error = platform::removeEntry(copy.folder.get(), copy.name, path);
+    }
+    if (unjournaled) {
+        keep(path, "the cleaning's journal could not be written: " + *unjournaled);
+        stop("The cleaning's journal could not be written, so it stopped: " + *unjournaled);
+        return;
     }
     if (error) {
         platform::console("Error:  " + *error);
+        journal_.outcome(path, "failed", *error);
         report_.failed.push_back(path);
         return;
     }
@@ -275,12 +296,25 @@ void Removal::remove(OpenCopy& copy, const OpenCopy* keeper) {
 
 void Removal::keep(const std::string& path, std::string reason) {
     platform::console("Kept \"" + path + "\": " + reason);
+    journal_.outcome(path, "kept", reason);
     report_.kept.push_back({path, std::move(reason)});
 }
 
 void Removal::stop(std::string reason) {
     platform::console(reason);
     report_.stopReason = std::move(reason);
+}
+
+CleanReport refused(const CleaningPlan& plan, std::string why) {
+    CleanReport report;
+    report.outcome = CleanOutcome::Refused;
+    report.stopReason = std::move(why);
+    for (const CleaningPlan::Group& group : plan.groups) {
+        for (const DuplicateFile& member : group.members) {
+            if (member.checkState == 1) report.notReached.push_back(member.path);
+        }
+    }
+    return report;
 }
 
 }  // namespace
@@ -291,19 +325,19 @@ CleanReport executeCleaning(const CleaningPlan& plan, bool moveToTrash,
     // own copy that stays, and remove the other's.
     const platform::UserLock lock("cleaning");
     if (lock.state() != platform::UserLock::State::Held) {
-        CleanReport report;
-        report.outcome = CleanOutcome::Busy;
-        report.stopReason = lock.state() == platform::UserLock::State::Busy
-                                ? kAnotherCleaningRuns
-                                : "The cleaning could not take its lock: " + lock.error();
-        for (const CleaningPlan::Group& group : plan.groups) {
-            for (const DuplicateFile& member : group.members) {
-                if (member.checkState == 1) report.notReached.push_back(member.path);
-            }
-        }
-        return report;
+        return refused(plan, lock.state() == platform::UserLock::State::Busy
+                                 ? kAnotherCleaningRuns
+                                 : "The cleaning could not take its lock: " + lock.error() +
+                                       ". Nothing was removed.");
     }
-    return Removal(plan, moveToTrash, safety, progress).run();
+    auto journal = CleaningJournal::begin(plan, moveToTrash);
+    if (!journal) {
+        return refused(plan, "The cleaning's journal could not be written: " + journal.error() +
+                                 ". Nothing was removed.");
+    }
+    CleanReport report = Removal(plan, moveToTrash, safety, progress, **journal).run();
+    (*journal)->finish(report);
+    return report;
 }
 
 }  // namespace kelvora

@@ -102,7 +102,7 @@ CleanReport ResultsModel::OnClean() {
         progress.finished.store(true);
     });
     view_.waitForCleaning(progress);
-    if (report.outcome == CleanOutcome::Busy) {
+    if (report.outcome == CleanOutcome::Refused) {
         services_.alerts.runModal({report.stopReason, {"OK"}});
         return report;
     }

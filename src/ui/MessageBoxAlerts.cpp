@@ -62,11 +62,15 @@ std::int64_t MessageBoxAlerts::runModal(const Alert& alert) {
     }
     if (buttons.empty()) buttons.push_back(box.addButton(QMessageBox::Ok));
     box.setDefaultButton(buttons.front());
-    box.setEscapeButton(buttons.back());
+    // Escape and the close button answer "No" to a question; of a three-way question they
+    // take the middle answer, the one that decides nothing ("Remind me later").
+    const std::size_t dismissal = buttons.size() > 2 ? 1 : buttons.size() - 1;
+    box.setEscapeButton(buttons[dismissal]);
     box.exec();
 
     const auto pressed = std::find(buttons.begin(), buttons.end(), box.clickedButton());
-    const auto index = pressed == buttons.end() ? buttons.size() - 1 : pressed - buttons.begin();
+    const auto index =
+        pressed == buttons.end() ? dismissal : static_cast<std::size_t>(pressed - buttons.begin());
     return kFirstButton + static_cast<std::int64_t>(index);
 }
 

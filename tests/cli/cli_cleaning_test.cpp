@@ -158,5 +158,52 @@ TEST(CliCleaning, oneInterruptStopsACleaningAfterTheCopyInHand) {
     EXPECT_EQ(left, kCopies - count);
 }
 
+// The number after key in a JSON text (the first one), or -1.
+long long jsonNumber(const std::string& text, const std::string& key) {
+    const auto at = text.find("\"" + key + "\": ");
+    return at == std::string::npos ? -1 : std::stoll(text.substr(at + key.size() + 4));
+}
+
+std::size_t filesIn(const std::string& folder) {
+    std::error_code error;
+    std::size_t count = 0;
+    for (auto it = fs::directory_iterator(folder, error); it != fs::directory_iterator(); ++it)
+        ++count;
+    return count;
+}
+
+TEST(CliCleaning, aCleaningKilledAtAnyMomentIsUndoneToTheLastByte) {
+    testing::TempTree tree;
+    constexpr int kCopies = 3000;
+    for (int i = 0; i < kCopies; ++i) tree.createFilled("d/" + std::to_string(i), 1024, 'k');
+    const std::string home = tree.createFolder("home");
+    const std::string trash = home + "/share/Trash";
+    std::mt19937 random(11);
+    for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE(round);
+        {
+            Cli cli("--min-size 1 --keep oldest --clean trash --yes '" + tree.path("d") + "'",
+                    home);
+            ASSERT_TRUE(cli.waitFor(" freed\n"));
+            ::usleep(std::uniform_int_distribution<useconds_t>(0, 400000)(random));
+            cli.signal(SIGKILL);
+            cli.exitCode();
+        }
+        const std::size_t inPlace = filesIn(tree.path("d"));
+        const std::size_t inTrash = filesIn(trash + "/files");
+        EXPECT_EQ(inPlace + inTrash, std::size_t{kCopies}) << "every copy in place or in the trash";
+        Cli history("--history --json", home);
+        EXPECT_EQ(history.exitCode(), 0);
+        EXPECT_EQ(jsonNumber(history.output(), "restorable"), static_cast<long long>(inTrash))
+            << history.output();
+        Cli undo("--undo last", home);
+        EXPECT_EQ(undo.exitCode(), 0) << undo.output();
+        EXPECT_EQ(filesIn(tree.path("d")), std::size_t{kCopies}) << "after " << inTrash << " moved";
+        EXPECT_EQ(filesIn(trash + "/files") + filesIn(trash + "/info"), 0u);
+        for (const auto& entry : fs::directory_iterator(tree.path("d")))
+            ASSERT_EQ(contentsOf(entry.path()), std::string(1024, 'k'));
+    }
+}
+
 }  // namespace
 }  // namespace kelvora

@@ -178,7 +178,7 @@ TEST_P(CleaningSafety, aCleaningWaitsForNoOtherAndTwoAtOnceNeverRemoveEveryCopy)
         const platform::UserLock other("cleaning");
         ASSERT_EQ(other.state(), platform::UserLock::State::Held);
         const CleanReport report = clean(groupOf({a, b}));
-        EXPECT_EQ(report.outcome, CleanOutcome::Busy);
+        EXPECT_EQ(report.outcome, CleanOutcome::Refused);
         EXPECT_EQ(report.stopReason, kAnotherCleaningRuns);
         EXPECT_TRUE(fs::exists(b));
     }

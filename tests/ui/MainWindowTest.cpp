@@ -9,12 +9,14 @@
 #include <QFileSystemModel>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
 #include <QTableView>
 #include <QTest>
+#include <QTimer>
 #include <QTreeView>
 
 #include "UiTestSupport.h"
@@ -22,6 +24,7 @@
 #include "ui/AppShell.h"
 #include "ui/FileDialogPanels.h"
 #include "ui/FolderListModel.h"
+#include "ui/MessageBoxAlerts.h"
 #include "ui/ViewController.h"
 
 using namespace kelvora;
@@ -72,6 +75,33 @@ class MainWindowTest : public QObject {
     }
 
 private Q_SLOTS:
+    // Escape and the close button answer a question with its cautious "No", and the rating
+    // question with "Remind me later", which stores nothing.
+    void dismissingAnAlertDecidesNothing() {
+        MessageBoxAlerts alerts;
+        const std::vector<std::string> question = {"Yes", "No"};
+        const std::vector<std::string> rating = {"Yes, Rate Kelvora", "Remind me later",
+                                                 "No, Thanks"};
+        for (const bool byClose : {false, true}) {
+            for (const auto* buttons : {&question, &rating}) {
+                QTimer dismiss;
+                connect(&dismiss, &QTimer::timeout, this, [&] {
+                    for (QWidget* widget : QApplication::topLevelWidgets()) {
+                        auto* box = qobject_cast<QMessageBox*>(widget);
+                        if (box == nullptr || !box->isVisible()) continue;
+                        if (byClose) {
+                            box->close();
+                        } else {
+                            QTest::keyClick(box, Qt::Key_Escape);
+                        }
+                    }
+                });
+                dismiss.start(10);
+                QCOMPARE(alerts.runModal({"Well?", *buttons}), kSecondButton);
+            }
+        }
+    }
+
     void init() {
         fixture = std::make_unique<UiFixture>();
         tree = std::make_unique<TempTree>();

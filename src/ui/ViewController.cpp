@@ -8,10 +8,13 @@
 #include <QAction>
 #include <QButtonGroup>
 #include <QHeaderView>
+#include <QMenu>
+#include <QMenuBar>
 
 #include "core/File.h"
 #include "core/Texts.h"
 #include "ui/AppShell.h"
+#include "ui/CleaningHistoryWindow.h"
 #include "ui/FolderListModel.h"
 #include "ui/ViewControllerProgress.h"
 #include "ui_ViewController.h"
@@ -135,10 +138,28 @@ void ViewController::connectActions() {
     connect(ui->actionSaveProfileAs, &QAction::triggered, this, &ViewController::OnSaveProfileAs);
     connect(ui->actionQuit, &QAction::triggered, this, &ViewController::OnAppQuit);
 
+    addCleaningMenu();
     const WindowActions shared = addWindowActions(*this);
     ui->menuWindow->addAction(shared.minimize);
     ui->menuHelp->addAction(shared.helpRemoveDuplicates);
     ui->menuHelp->addAction(shared.helpCustomSelect);
+}
+
+// Past cleanings have a menu of their own, between File and Window.
+void ViewController::addCleaningMenu() {
+    auto* menu = new QMenu(tr("&Edit"), this);
+    menu->setObjectName(QStringLiteral("menuEdit"));
+    ui->menuBar->insertMenu(ui->menuWindow->menuAction(), menu);
+    QAction* undo = menu->addAction(tr("&Undo Last Cleaning"));
+    undo->setObjectName(QStringLiteral("actionUndoLastCleaning"));
+    connect(undo, &QAction::triggered, this,
+            [this] { OnUndoLastCleaning(this, services_.alerts); });
+    QAction* history = menu->addAction(tr("Cleaning &History…"));
+    history->setObjectName(QStringLiteral("actionCleaningHistory"));
+    connect(history, &QAction::triggered, this, [this] {
+        CleaningHistoryWindow window(services_.alerts, this);
+        window.exec();
+    });
 }
 
 void ViewController::setDuplicatesWindowRunner(DuplicatesWindowRunner runner) {

@@ -80,6 +80,7 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    void addCleaningMenu();
     void connectActions();
     void setUpTables();
     std::int64_t runAlert(const std::string& informativeText, std::vector<std::string> buttons);

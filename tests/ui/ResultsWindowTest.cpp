@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include <QAction>
 #include <QCheckBox>
 #include <QImage>
 #include <QLabel>
@@ -19,6 +20,7 @@
 
 #include "ResultsWindowSupport.h"
 #include "core/Texts.h"
+#include "ui/CleaningHistoryWindow.h"
 #include "ui/SegmentedControl.h"
 #include "ui/ViewController.h"
 #include "ui/ViewControllerCustomKeep.h"
@@ -294,6 +296,41 @@ private Q_SLOTS:
                 left += entry.path().filename() == name;
             QCOMPARE(left, 1);
         }
+    }
+
+    // What a cleaning moved to the trash comes back through the main window's Edit menu, and
+    // the history window then has nothing left to put back.
+    void undoLastCleaningPutsTheCopiesBack() {
+        openAndSettle();
+        click("checkApplyForAll");
+        clickSegment(KeepOldest);
+        waitUntilSettled();
+        std::vector<std::pair<std::string, std::string>> before;
+        for (const auto& entry : fs::recursive_directory_iterator(fixture->tree.root())) {
+            if (entry.is_regular_file())
+                before.emplace_back(entry.path().string(), contents(entry.path()));
+        }
+        click("buttonClean");
+        QTRY_VERIFY(!window().isVisible());
+        std::size_t left = 0;
+        for (const auto& [path, bytes] : before) left += fs::exists(path);
+        QCOMPARE(left, std::size_t{4});
+
+        ViewController mainWindow(fixture->ui.services());
+        fixture->ui.alerts.shown.clear();
+        fixture->ui.alerts.answer(kFirstButton);  // "Put back the 5 copies ...?"
+        mainWindow.findChild<QAction*>("actionUndoLastCleaning")->trigger();
+        for (const auto& [path, bytes] : before) QCOMPARE(contents(path), bytes);
+        const auto texts = alertTexts(fixture->ui.alerts);
+        QCOMPARE(texts.size(), std::size_t{2});
+        QVERIFY(texts[0].starts_with("Put back the 5 copies that the cleaning of "));
+        QCOMPARE(texts[1], std::string("Put back 5 copies."));
+
+        CleaningHistoryWindow history(fixture->ui.alerts, &mainWindow);
+        auto* table = child<QTableView>(history, "tableViewCleanings");
+        QVERIFY(table->model()->rowCount() >= 1);  // newest first
+        QCOMPARE(table->model()->index(0, 2).data().toString(), QStringLiteral("5"));
+        QCOMPARE(table->model()->index(0, 4).data().toString(), QStringLiteral("0"));
     }
 
     // Thousands of copies go on a worker: the window's events keep flowing meanwhile, behind a

@@ -10,22 +10,6 @@ namespace kelvora::cli {
 
 namespace {
 
-struct Summary {
-    std::size_t removed = 0;
-    std::uint64_t bytesFreed = 0;
-};
-
-Summary summarise(const JournalRecord& record) {
-    Summary summary;
-    for (const JournalCopy& copy : record.copies) {
-        if (copy.state != JournalCopy::State::Trashed && copy.state != JournalCopy::State::Deleted)
-            continue;
-        ++summary.removed;
-        summary.bytesFreed += copy.bytes;
-    }
-    return summary;
-}
-
 std::string jsonList(const std::vector<std::string>& paths) {
     std::string text = "[";
     for (const std::string& path : paths) text += (text.size() > 1 ? ", " : "") + jsonString(path);
@@ -39,7 +23,7 @@ int printHistory(std::ostream& out, bool json) {
     if (json) out << "{\"cleanings\": [";
     bool first = true;
     for (const JournalRecord& record : history) {
-        const Summary summary = summarise(record);
+        const JournalTotals summary = totalsOf(record);
         const std::size_t restorable = record.moveToTrash ? restorableCopies(record) : 0;
         const char* mode = record.moveToTrash ? "trash" : "delete";
         if (json) {

@@ -62,6 +62,14 @@ std::string errorDescription(std::string_view path, int error) {
     return text;
 }
 
+int makePrivateFolders(const std::string& path) {
+    for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+        const std::string prefix = path.substr(0, slash);
+        if (::mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+        if (slash == std::string::npos) return 0;
+    }
+}
+
 void FileHandle::reset() {
     if (fd_ >= 0) ::close(fd_);
     fd_ = -1;

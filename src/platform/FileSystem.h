@@ -118,6 +118,9 @@ enum class DateAttribute { Creation, Modification };
 // time elsewhere. Nothing when the item's attributes cannot be read.
 std::optional<Date> itemDate(const std::string& path, DateAttribute attribute);
 
+// Makes the folder and its missing parents, each private to the user: 0 or the errno.
+int makePrivateFolders(const std::string& path);
+
 // The text printed after "Error: " and the like: the path and what the system said.
 std::string errorDescription(std::string_view path, int error);
 

@@ -24,20 +24,11 @@ std::string lockFolder() {
     return std::string(home != nullptr ? home : "") + "/.local/state/kelvora";
 }
 
-// Creates the folder and its missing parents, each private to the user.
-int makeFolders(const std::string& path) {
-    for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
-        const std::string prefix = path.substr(0, slash);
-        if (::mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) return errno;
-        if (slash == std::string::npos) return 0;
-    }
-}
-
 }  // namespace
 
 UserLock::UserLock(const std::string& name) {
     const std::string folder = lockFolder();
-    if (const int error = makeFolders(folder); error != 0) {
+    if (const int error = makePrivateFolders(folder); error != 0) {
         error_ = errorDescription(folder, error);
         return;
     }

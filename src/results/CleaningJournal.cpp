@@ -22,14 +22,6 @@ constexpr const char* kJournalTag = "kelvora cleaning";
 constexpr std::size_t kKeptJournals = 100;
 constexpr std::time_t kKeptSeconds = 90 * 24 * 3600;
 
-int makeFolders(const std::string& path) {
-    for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
-        const std::string prefix = path.substr(0, slash);
-        if (::mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) return errno;
-        if (slash == std::string::npos) return 0;
-    }
-}
-
 std::string localTime(std::time_t when, const char* pattern) {
     std::tm parts{};
     ::localtime_r(&when, &parts);
@@ -102,7 +94,7 @@ platform::Result<std::unique_ptr<CleaningJournal>> CleaningJournal::begin(const 
                                                                           bool moveToTrash) {
     using Failure = platform::Result<std::unique_ptr<CleaningJournal>>;
     const std::string folder = cleaningsFolder();
-    if (const int error = makeFolders(folder); error != 0)
+    if (const int error = platform::makePrivateFolders(folder); error != 0)
         return Failure::failure(platform::errorDescription(folder, error));
     pruneJournals();
     const std::time_t now = std::time(nullptr);
@@ -187,6 +179,17 @@ void CleaningJournal::finish(const CleanReport& report) {
                ", \"kept\": " + count(report.kept) + ", \"failed\": " + count(report.failed) +
                ", \"notReached\": " + count(report.notReached) + "}\n",
            true);
+}
+
+JournalTotals totalsOf(const JournalRecord& record) {
+    JournalTotals totals;
+    for (const JournalCopy& copy : record.copies) {
+        if (copy.state != JournalCopy::State::Trashed && copy.state != JournalCopy::State::Deleted)
+            continue;
+        ++totals.removed;
+        totals.bytesFreed += copy.bytes;
+    }
+    return totals;
 }
 
 platform::Result<JournalRecord> readJournal(const std::string& path) {

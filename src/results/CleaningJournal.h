@@ -62,6 +62,13 @@ struct JournalRecord {
     bool finished = false;
     std::vector<JournalCopy> copies;
 };
+// What a cleaning removed, to the trash or for good, as its journal says.
+struct JournalTotals {
+    std::size_t removed = 0;
+    std::uint64_t bytesFreed = 0;
+};
+JournalTotals totalsOf(const JournalRecord& record);
+
 // Nothing, with the error text, when the file is not a journal of ours; a line cut off by a
 // crash at the end is skipped.
 platform::Result<JournalRecord> readJournal(const std::string& path);

@@ -23,19 +23,13 @@ namespace {
 
 struct Row {
     JournalRecord record;
-    std::size_t removed = 0;
-    std::uint64_t bytesFreed = 0;
+    JournalTotals totals;
     std::size_t restorable = 0;
 };
 
 Row rowOf(JournalRecord record) {
     Row row;
-    for (const JournalCopy& copy : record.copies) {
-        if (copy.state != JournalCopy::State::Trashed && copy.state != JournalCopy::State::Deleted)
-            continue;
-        ++row.removed;
-        row.bytesFreed += copy.bytes;
-    }
+    row.totals = totalsOf(record);
     row.restorable = record.moveToTrash ? restorableCopies(record) : 0;
     row.record = std::move(record);
     return row;
@@ -87,9 +81,9 @@ public:
             case Mode:
                 return row.record.moveToTrash ? tr("To the trash") : tr("Deleted for good");
             case Copies:
-                return QString::number(row.removed);
+                return QString::number(row.totals.removed);
             case SpaceFreed:
-                return QString::fromStdString(sizeText(row.bytesFreed));
+                return QString::fromStdString(sizeText(row.totals.bytesFreed));
             case Restorable:
                 return QString::number(row.restorable);
             default:

@@ -86,7 +86,8 @@ KeyFile load(const std::string& path) {
                                    &error)) {
         return file;
     }
-    reportOnce(reported, "Error: \"" + path + "\": " + error->message + kUsingDefaults);
+    // GLib's own text quotes the offending line, which in a damaged file is binary noise.
+    reportOnce(reported, "Error: \"" + path + "\": damaged" + kUsingDefaults);
     glib().clearError(&error);
     return KeyFile(glib().keyFileNew());
 }

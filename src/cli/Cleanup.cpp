@@ -1,11 +1,10 @@
 // Keep options and cleaning from the terminal.
 #include "cli/Cleanup.h"
 
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "core/Texts.h"
+#include "platform/TextFile.h"
 #include "platform/UserDefaults.h"
 #include "results/Cleaning.h"
 #include "results/CustomSettingsText.h"
@@ -13,19 +12,33 @@
 
 namespace kelvora::cli {
 
-std::optional<std::string> applyKeep(const CliOptions& options, SettingsManager& settings) {
-    if (!options.keep) return std::nullopt;
+namespace {
+
+// A rule text is 23 short lines; the bound only keeps a wrong choice out of memory.
+constexpr std::size_t kMaximumRulesBytes = 64 * 1024;
+
+}  // namespace
+
+platform::Result<std::string> loadRules(const CliOptions& options) {
+    using Outcome = platform::Result<std::string>;
+    if (options.keep != KeepCustom) return std::string();
+    Outcome text = platform::readSmallTextFile(options.rulesFile, kMaximumRulesBytes, "rules");
+    if (!text) return Outcome::failure("kelvora-cli: " + text.error());
+    SettingsManager scratch;
+    if (!LoadCustomSettings(scratch, *text)) {
+        return Outcome::failure("kelvora-cli: \"" + options.rulesFile +
+                                "\" is not a custom rule text");
+    }
+    return text;
+}
+
+void applyKeep(const CliOptions& options, const std::string& rules, SettingsManager& settings) {
+    if (!options.keep) return;
     if (*options.keep == KeepCustom) {
-        std::ifstream file(options.rulesFile, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        if (!file || !LoadCustomSettings(settings, text.str())) {
-            return "kelvora-cli: \"" + options.rulesFile + "\" is not a custom rule text";
-        }
+        LoadCustomSettings(settings, rules);
         settings.customSettingsOption = "OK";
     }
     applyKeepOptionToAll(settings, *options.keep, options.guard);
-    return std::nullopt;
 }
 
 bool TerminalAlerts::confirm(const std::string& question) {

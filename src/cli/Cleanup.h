@@ -9,14 +9,19 @@
 
 #include "cli/CliOptions.h"
 #include "core/SettingsManager.h"
+#include "platform/Result.h"
 #include "results/Alerts.h"
 #include "results/Cleaning.h"
 
 namespace kelvora::cli {
 
-// Applies options.keep to every group found (reading the custom rules first). The error text
-// when the rules file cannot be read or is not a rule text.
-std::optional<std::string> applyKeep(const CliOptions& options, SettingsManager& settings);
+// The rule text of --rules, read and checked before the search so that a file that cannot be
+// read or is not a rule text ends the run before any work: the text, or the error line. An
+// empty text when --keep custom was not asked for.
+platform::Result<std::string> loadRules(const CliOptions& options);
+
+// Applies options.keep to every group found, with the rules loadRules gave for --keep custom.
+void applyKeep(const CliOptions& options, const std::string& rules, SettingsManager& settings);
 
 // Answers the cleaning's questions on the terminal, or says "Yes" to all of them.
 class TerminalAlerts final : public Alerts {

@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 #include "core/File.h"
+#include "platform/FileSystem.h"
 
 namespace kelvora::cli {
 
@@ -44,14 +45,12 @@ const char* const kUsage =
     "  --undo last|ID        put back every copy a cleaning moved to the trash\n";
 
 std::optional<std::uint64_t> parseSize(const std::string& text) {
-    if (text.empty() || !(std::isdigit(static_cast<unsigned char>(text[0])) || text[0] == '.')) {
-        return std::nullopt;
-    }
-    std::size_t used = 0;
-    long double number = 0;
-    try {
-        number = std::stold(text, &used);
-    } catch (...) {
+    // Digits with at most one point: strtold alone would also take signs, spaces, exponents,
+    // hexadecimal, "inf" and "nan".
+    const std::size_t used = std::min(text.find_first_not_of("0123456789."), text.size());
+    const std::string number = text.substr(0, used);
+    if (number.find_first_of("0123456789") == std::string::npos ||
+        std::count(number.begin(), number.end(), '.') > 1) {
         return std::nullopt;
     }
     std::string unit = text.substr(used);
@@ -68,26 +67,48 @@ std::optional<std::uint64_t> parseSize(const std::string& text) {
         if (unit.size() != 1 || index == std::string::npos) return std::nullopt;
         scale = std::pow(1024.0L, static_cast<long double>(index + 1));
     }
-    const long double bytes = std::floor(number * scale);
+    errno = 0;
+    const long double value = std::strtold(number.c_str(), nullptr);
+    if (errno == ERANGE && value != 0) return std::nullopt;
+    const long double bytes = std::floor(value * scale);
     if (!std::isfinite(bytes) || bytes < 0 || bytes > 18446744073709551615.0L) return std::nullopt;
     return static_cast<std::uint64_t>(bytes);
 }
 
 namespace {
 
-std::string absoluteFolder(const std::string& text) {
-    std::filesystem::path path = std::filesystem::absolute(text).lexically_normal();
-    std::string out = path.string();
-    while (out.size() > 1 && out.back() == '/') out.pop_back();
-    return out;
+// Far more than a machine's cores; beyond it threads only cost memory (each has its stack).
+constexpr unsigned kMostThreads = 64;
+
+std::optional<std::string> cannotUse(const std::string& folder, int error) {
+    return "kelvora-cli: cannot use folder \"" + folder + "\": " + std::strerror(error);
 }
 
-std::optional<std::string> checkFolder(const std::string& folder) {
-    struct stat st;
-    if (::stat(folder.c_str(), &st) != 0) {
-        return "kelvora-cli: cannot use folder \"" + folder + "\": " + std::strerror(errno);
+// What the kernel makes up rather than stores: nothing in it is a copy of anything, and some
+// of its files never end.
+std::optional<std::string> kernelTreeOf(const std::string& realPath) {
+    for (const std::string top : {"/proc", "/sys"}) {
+        if (realPath == top || realPath.starts_with(top + "/")) return top;
     }
+    return std::nullopt;
+}
+
+// Made absolute the way the system reaches it, and checked: each must be a folder where
+// files are kept. folder is left as the user wrote it for the messages.
+std::optional<std::string> checkFolder(std::string& folder) {
+    if (folder.empty()) return "kelvora-cli: an empty argument names no folder";
+    std::string absolute;
+    if (const int error = platform::absolutePath(folder, absolute)) return cannotUse(folder, error);
+    folder = absolute;
+    struct stat st;
+    if (::stat(folder.c_str(), &st) != 0) return cannotUse(folder, errno);
     if (!S_ISDIR(st.st_mode)) return "kelvora-cli: \"" + folder + "\" is not a folder";
+    std::string real;
+    if (const int error = platform::realPath(folder, real)) return cannotUse(folder, error);
+    if (const auto tree = kernelTreeOf(real)) {
+        return "kelvora-cli: \"" + folder + "\" is in " + *tree +
+               ", which holds no files to compare";
+    }
     return std::nullopt;
 }
 
@@ -176,11 +197,18 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             options.profile = *text;
         } else if (isOption("--threads")) {
             const auto text = value("--threads");
-            if (!text || text->empty() || text->size() > 3 ||
+            if (!text || text->empty() ||
                 text->find_first_not_of("0123456789") != std::string::npos) {
                 return fail("kelvora-cli: --threads needs a number of threads, such as 2");
             }
-            options.threads = static_cast<unsigned>(std::stoul(*text));
+            const std::size_t digits = text->find_first_not_of('0');
+            if (digits != std::string::npos &&
+                (text->size() - digits > 3 || std::stoul(text->substr(digits)) > kMostThreads)) {
+                return fail("kelvora-cli: --threads takes at most " + std::to_string(kMostThreads) +
+                            " threads");
+            }
+            options.threads =
+                digits == std::string::npos ? 0u : static_cast<unsigned>(std::stoul(*text));
         } else if (isOption("--keep") || isOption("--guard") || isOption("--clean")) {
             const std::string name = argument.substr(0, argument.find('='));
             const auto text = value(name);
@@ -222,9 +250,13 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
     if ((options.cleanToTrash || options.dryRun) && !options.keep) {
         return fail("kelvora-cli: say which copies go with --keep before removing any");
     }
-    if (options.folders.empty()) options.folders.push_back(homeFolder);
+    if (options.folders.empty()) {
+        // Never the whole machine in place of a home that is not set.
+        if (homeFolder.empty())
+            return fail("kelvora-cli: no folder given, and HOME is not set to search your home");
+        options.folders.push_back(homeFolder);
+    }
     for (std::string& folder : options.folders) {
-        folder = absoluteFolder(folder);
         if (auto problem = checkFolder(folder)) return fail(*problem);
     }
     return {options, {}};

@@ -34,8 +34,9 @@ struct ParseOutcome {
     std::string error;  // set when options is empty
 };
 
-// Parses argv (without the program name). Folders are checked: each must exist and be a
-// folder. homeFolder is used when none is given.
+// Parses argv (without the program name). Folders are made absolute as the system reaches
+// them and checked: each must exist, be a folder and not be in /proc or /sys. homeFolder is
+// used when none is given; when it is empty too, the command line is refused.
 ParseOutcome parseOptions(const std::vector<std::string>& arguments, const std::string& homeFolder);
 
 // "200K", "1.5M" and "10G" are powers of 1024; a plain number is bytes.

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <optional>
 
@@ -110,13 +111,11 @@ std::optional<std::string> applyOptions(const cli::CliOptions& options, Settings
     return std::nullopt;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     kelvora::platform::returnLargeBlocksWhenFreed();
     const char* home = std::getenv("HOME");
     const auto parsed =
-        cli::parseOptions(std::vector<std::string>(argv + 1, argv + argc), home ? home : "/");
+        cli::parseOptions(std::vector<std::string>(argv + 1, argv + argc), home ? home : "");
     if (!parsed.options) {
         std::cerr << parsed.error << "\nTry 'kelvora-cli --help'.\n";
         return 2;
@@ -132,6 +131,11 @@ int main(int argc, char** argv) {
     SettingsManager& settings = SettingsManager::shared();
     if (auto problem = applyOptions(options, settings)) {
         std::cerr << *problem << "\nTry 'kelvora-cli --help'.\n";
+        return 2;
+    }
+    const auto rules = cli::loadRules(options);
+    if (!rules) {
+        std::cerr << rules.error() << '\n';
         return 2;
     }
 
@@ -160,10 +164,7 @@ int main(int argc, char** argv) {
         std::cerr << "Search cancelled.\n";
         return 130;
     }
-    if (auto problem = cli::applyKeep(options, settings)) {
-        std::cerr << *problem << '\n';
-        return 2;
-    }
+    cli::applyKeep(options, *rules, settings);
     if (options.json) {
         cli::writeJson(std::cout, progress.filesFound(), settings.duplicateFileList);
     } else {
@@ -181,4 +182,19 @@ int main(int argc, char** argv) {
     const int code = cli::runCleaning(options, settings, std::cin,
                                       options.json ? std::cerr : std::cout, cleaning);
     return cleaning.stop.load() ? 128 + interruptedBy.load() : code;
+}
+
+}  // namespace
+
+// The last resort: whatever input reaches an exception nobody handled ends with a line that
+// says so and the code for an internal error, never with an abort and a core dump.
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kelvora-cli: internal error: %s\n", error.what());
+    } catch (...) {
+        std::fprintf(stderr, "kelvora-cli: internal error: an unknown exception\n");
+    }
+    return 70;
 }

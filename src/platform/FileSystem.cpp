@@ -250,6 +250,33 @@ int realPath(const std::string& path, std::string& resolved) {
     return 0;
 }
 
+int absolutePath(const std::string& text, std::string& absolute) {
+    if (text.empty()) return ENOENT;
+    // Where the last ".." ends: everything before it is the system's to resolve.
+    std::size_t resolvedUpTo = 0;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('/', at), text.size());
+        if (text.compare(at, end - at, "..") == 0) resolvedUpTo = end;
+        at = end + 1;
+    }
+    if (resolvedUpTo > 0) {
+        if (const int error = realPath(text.substr(0, resolvedUpTo), absolute)) return error;
+    } else if (text[0] == '/') {
+        absolute = "/";
+    } else {
+        const std::unique_ptr<char, decltype(&std::free)> current(::getcwd(nullptr, 0), &std::free);
+        if (!current) return errno;
+        absolute = current.get();
+    }
+    for (std::size_t at = resolvedUpTo; at < text.size();) {
+        const std::size_t end = std::min(text.find('/', at), text.size());
+        const std::string_view name(text.data() + at, end - at);
+        if (!name.empty() && name != ".") absolute = appendingPathComponent(absolute, name);
+        at = end + 1;
+    }
+    return 0;
+}
+
 Result<std::vector<FolderEntry>> listFolderAt(int folder, const std::string& pathForErrors) {
     // getdents64 straight into a reused buffer: no DIR allocation, and the descriptor stays
     // ours for the entries' own *at() calls.

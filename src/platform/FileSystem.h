@@ -96,6 +96,12 @@ int statAt(int folder, const char* name, bool followLinks, Attributes& attribute
 // gives it, but for paths of any length (each component is looked up in its folder's
 // descriptor). 0 and the path in resolved, or the errno.
 int realPath(const std::string& path, std::string& resolved);
+// The absolute path of a folder the user named, as the system reaches it: relative to the
+// working folder, with "." and repeated or trailing separators dropped, and the part up to
+// its last ".." resolved (LINK/.. is the folder above where the link leads, not the one that
+// holds the link). Links after the last ".." stay as written, so the results show the paths
+// the user chose. 0 and the path in absolute, or the errno (ENOENT for an empty text).
+int absolutePath(const std::string& text, std::string& absolute);
 // The entries of an open folder with their types as the listing reports them (DT_*).
 struct FolderEntry {
     std::string name;

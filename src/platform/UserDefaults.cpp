@@ -3,17 +3,27 @@
 #include "platform/UserDefaults.h"
 
 #include <glib.h>
+#include <sys/stat.h>
 
+#include <atomic>
+#include <cerrno>
 #include <memory>
 #include <utility>
 
+#include "platform/Console.h"
+#include "platform/FileSystem.h"
 #include "platform/LazyLibrary.h"
+#include "platform/TextFile.h"
 
 namespace kelvora::platform {
 
 namespace {
 
 constexpr const char* kGroup = "Kelvora";
+// A few keys of a few words each; anything near this size is not a file we wrote.
+constexpr const char* kUsingDefaults = "; the preferences it holds are not used";
+constexpr const char* kNotStored = "; the preferences were not stored";
+constexpr std::size_t kMaximumDefaultsBytes = 256 * 1024;
 
 // Each member takes its type from the header's declaration of the function it names.
 #define KELVORA_GLIB_FUNCTION(member, function) \
@@ -26,7 +36,7 @@ struct GLib {
     KELVORA_GLIB_FUNCTION(clearError, g_clear_error);
     KELVORA_GLIB_FUNCTION(keyFileNew, g_key_file_new);
     KELVORA_GLIB_FUNCTION(keyFileFree, g_key_file_free);
-    KELVORA_GLIB_FUNCTION(keyFileLoadFromFile, g_key_file_load_from_file);
+    KELVORA_GLIB_FUNCTION(keyFileLoadFromData, g_key_file_load_from_data);
     KELVORA_GLIB_FUNCTION(keyFileGetString, g_key_file_get_string);
     KELVORA_GLIB_FUNCTION(keyFileSetString, g_key_file_set_string);
     KELVORA_GLIB_FUNCTION(keyFileSaveToFile, g_key_file_save_to_file);
@@ -53,14 +63,31 @@ struct GFree {
 };
 using GText = std::unique_ptr<gchar, GFree>;
 
+// Every read and write goes through here, but a user wants to hear of a bad file or folder
+// once per run, not at every look-up.
+void reportOnce(std::atomic<bool>& reported, const std::string& line) {
+    if (!reported.exchange(true)) console(line);
+}
+
 // A missing, unreadable or damaged file reads as an empty store; what a damaged file half
-// held is not trusted.
+// held is not trusted. Only a missing file is normal and goes unreported.
 KeyFile load(const std::string& path) {
+    static std::atomic<bool> reported{false};
     KeyFile file(glib().keyFileNew());
-    GError* error = nullptr;
-    if (glib().keyFileLoadFromFile(file.get(), path.c_str(), G_KEY_FILE_KEEP_COMMENTS, &error)) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0 && errno == ENOENT) return file;
+    const Result<std::string> text = readSmallTextFile(path, kMaximumDefaultsBytes, "preferences");
+    if (!text) {
+        reportOnce(reported, "Error: " + text.error() + kUsingDefaults);
         return file;
     }
+    GError* error = nullptr;
+    if (glib().keyFileLoadFromData(file.get(), text->data(), text->size(), G_KEY_FILE_KEEP_COMMENTS,
+                                   &error)) {
+        return file;
+    }
+    // GLib's own text quotes the offending line, which in a damaged file is binary noise.
+    reportOnce(reported, "Error: \"" + path + "\": damaged" + kUsingDefaults);
     glib().clearError(&error);
     return KeyFile(glib().keyFileNew());
 }
@@ -99,16 +126,24 @@ void UserDefaults::setString(const std::string& key, const std::string& value) {
 // The file is read again just before it is written, so values another instance stored
 // meanwhile survive; the save itself replaces the file atomically.
 bool UserDefaults::synchronize() {
+    static std::atomic<bool> reported{false};
     if (pending_.empty()) return true;
-    if (!makeParentFolder(filePath_)) return false;
+    if (!makeParentFolder(filePath_)) {
+        reportOnce(reported, "Error: " + errorDescription(filePath_, errno) + kNotStored);
+        return false;
+    }
     const KeyFile file = load(filePath_);
     for (const auto& [key, value] : pending_) {
         glib().keyFileSetString(file.get(), kGroup, key.c_str(), value.c_str());
     }
     GError* error = nullptr;
     const bool saved = glib().keyFileSaveToFile(file.get(), filePath_.c_str(), &error);
+    if (saved) {
+        pending_.clear();
+    } else {
+        reportOnce(reported, "Error: " + std::string(error->message) + kNotStored);
+    }
     glib().clearError(&error);
-    if (saved) pending_.clear();
     return saved;
 }
 

@@ -13,45 +13,12 @@
 #include <string_view>
 
 #include "platform/FileSystem.h"
+#include "platform/TextFile.h"
 #include "profiles/ProfileText.h"
 
 namespace kelvora {
 
 namespace {
-
-// Closes the descriptor on every way out of a read.
-struct Descriptor {
-    int fd;
-    ~Descriptor() {
-        if (fd >= 0) ::close(fd);
-    }
-};
-
-platform::Result<std::string> readWhole(const std::string& path) {
-    using Outcome = platform::Result<std::string>;
-    // Not blocking on the open, so that a pipe without a writer is refused instead of hanging
-    // the window that asked.
-    const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
-    struct stat st;
-    if (file.fd < 0 || ::fstat(file.fd, &st) != 0) {
-        return Outcome::failure(platform::errorDescription(path, errno));
-    }
-    if (S_ISDIR(st.st_mode)) return Outcome::failure(platform::errorDescription(path, EISDIR));
-    if (!S_ISREG(st.st_mode)) return Outcome::failure("\"" + path + "\": not a regular file");
-
-    std::string bytes;
-    std::array<char, 64 * 1024> buffer;
-    for (;;) {
-        const ssize_t count = ::read(file.fd, buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return Outcome::failure(platform::errorDescription(path, errno));
-        if (count == 0) return bytes;
-        if (bytes.size() + static_cast<std::size_t>(count) > kMaximumProfileBytes) {
-            return Outcome::failure("\"" + path + "\": too large for a profile");
-        }
-        bytes.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-}
 
 // Where the new contents go: through a link to the file it names, so the link survives.
 std::string resolvedTarget(const std::string& path) {
@@ -125,7 +92,8 @@ std::optional<std::string> replaceFile(const std::string& target, std::string_vi
 }  // namespace
 
 platform::Result<Profile> loadProfile(const std::string& path) {
-    platform::Result<std::string> bytes = readWhole(path);
+    platform::Result<std::string> bytes =
+        platform::readSmallTextFile(path, kMaximumProfileBytes, "a profile");
     if (!bytes) return platform::Result<Profile>::failure(bytes.error());
     platform::Result<Profile> profile = parseProfile(*bytes);
     if (!profile) return platform::Result<Profile>::failure("\"" + path + "\": " + profile.error());

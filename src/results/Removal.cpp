@@ -91,7 +91,7 @@ bool asSearched(const Attributes& now, const FileStamp& then) {
 
 // The copy is still there under its name, still the same entry, and unchanged.
 bool stillAsSearched(const OpenCopy& copy) {
-    Attributes entry, now;
+    Attributes entry;
     if (platform::statAt(copy.folder.get(), copy.name.c_str(), false, entry) != 0) return false;
     if (entry.device != copy.entry.device || entry.inode != copy.entry.inode) return false;
     auto target = platform::attributesOf(copy.file.get(), copy.member->path);

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include <QDir>
 #include <QFile>
 #include <QFileIconProvider>
 #include <QMimeData>
@@ -15,11 +14,13 @@ namespace kelvora {
 
 namespace {
 
-// The local path of a dropped URL without a trailing separator, so that "/a/" and "/a" are one
-// folder; empty for anything that is not a local file.
+// The local path of a dropped URL as the system reaches it, without a trailing separator, so
+// that "/a/" and "/a" are one folder; empty for anything that is not a local file.
 std::string droppedPath(const QUrl& url) {
     if (!url.isLocalFile()) return {};
-    return QFile::encodeName(QDir::cleanPath(url.toLocalFile())).toStdString();
+    const std::string text = QFile::encodeName(url.toLocalFile()).toStdString();
+    std::string path;
+    return platform::absolutePath(text, path) == 0 ? path : text;
 }
 
 bool isFolder(const std::string& path) {
@@ -56,27 +57,29 @@ Qt::DropActions FolderListModel::supportedDropActions() const {
 
 bool FolderListModel::canDropMimeData(const QMimeData* data, Qt::DropAction, int, int,
                                       const QModelIndex& parent) const {
-    if (data == nullptr || parent.isValid()) return false;
-    const QList<QUrl> urls = data->urls();
-    return std::any_of(urls.begin(), urls.end(), [](const QUrl& url) {
-        const std::string path = droppedPath(url);
-        return !path.empty() && isFolder(path);
-    });
+    // Whatever the URLs name is looked at only on the drop, where what is not a folder can be
+    // reported; a drag that is refused on the way says nothing.
+    return data != nullptr && !parent.isValid() && data->hasUrls();
 }
 
 bool FolderListModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row,
                                    int column, const QModelIndex& parent) {
     if (!canDropMimeData(data, action, row, column, parent)) return false;
     int insertAt = row < 0 ? rowCount() : std::min(row, rowCount());
+    bool notAdded = false;
     for (const QUrl& url : data->urls()) {
         const std::string path = droppedPath(url);
-        if (path.empty() || !isFolder(path)) continue;
+        if (path.empty() || !isFolder(path)) {
+            notAdded = true;
+            continue;
+        }
         if (std::find(rows_.begin(), rows_.end(), path) != rows_.end()) continue;
         beginInsertRows({}, insertAt, insertAt);
         rows_.insert(rows_.begin() + insertAt, path);
         endInsertRows();
         ++insertAt;
     }
+    if (notAdded) Q_EMIT someNotAdded();
     return true;
 }
 

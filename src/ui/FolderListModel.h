@@ -16,15 +16,19 @@ public:
     QVariant data(const QModelIndex& index, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
 
-    // A drop is taken between rows or below the last one, never onto a row, and only when it
-    // carries at least one local folder. The drop inserts, in drag order, every existing
-    // folder not yet listed and skips the rest without a word.
+    // A drop of files or links is taken between rows or below the last one, never onto a row.
+    // It inserts, in drag order, every existing folder not yet listed; when it carried
+    // anything else (a file, a pipe, a link of another scheme) it says so with someNotAdded.
     QStringList mimeTypes() const override;
     Qt::DropActions supportedDropActions() const override;
     bool canDropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
                          const QModelIndex& parent) const override;
     bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
                       const QModelIndex& parent) override;
+
+Q_SIGNALS:
+    // The window tells the user; a model opens no dialog.
+    void someNotAdded();
 
 private:
     QIcon folderIcon_;

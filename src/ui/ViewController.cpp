@@ -84,6 +84,11 @@ ViewController::~ViewController() = default;
 void ViewController::setUpTables() {
     folders_ = new FolderListModel(settingsManager.listFolderPaths, this);
     ui->tableViewFolders->setModel(folders_);
+    // Queued: the alert waits until the drop has ended, so the file manager that started the
+    // drag is not held behind it.
+    connect(
+        folders_, &FolderListModel::someNotAdded, this,
+        [this] { runAlert(kFoldersNotAdded, {"OK"}); }, Qt::QueuedConnection);
     extensions_ = new StringListModel(settingsManager.listFileExtensions, this);
     ui->tableViewFileTypes->setModel(extensions_);
 

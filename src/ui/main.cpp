@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include <QFileInfo>
 
 #include "core/SettingsManager.h"
+#include "platform/FileSystem.h"
 #include "platform/Memory.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
@@ -56,19 +58,22 @@ bool wantsHelp(int argc, char** argv) {
 std::vector<std::string> startupFolders(const QStringList& arguments) {
     std::vector<std::string> folders;
     for (qsizetype i = 1; i < arguments.size(); ++i) {
-        const QString path = QDir::cleanPath(QDir::current().absoluteFilePath(arguments[i]));
-        if (!QFileInfo(path).isDir()) {
+        std::string path;
+        const int error =
+            platform::absolutePath(QFile::encodeName(arguments[i]).toStdString(), path);
+        const auto attributes = platform::followedAttributes(path);
+        if (error != 0 || !attributes || !attributes->isFolder) {
             std::fprintf(stderr, "kelvora: not a folder: %s\n", qPrintable(arguments[i]));
             continue;
         }
-        folders.push_back(QFile::encodeName(path).toStdString());
+        folders.push_back(path);
     }
     return folders;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int runApplication(int argc, char** argv) {
     kelvora::platform::returnLargeBlocksWhenFreed();
     if (wantsHelp(argc, argv)) {
         std::fputs(kUsage, stdout);
@@ -109,4 +114,17 @@ int main(int argc, char** argv) {
     window.addStartupFolders(startupFolders(QApplication::arguments()));
     window.show();
     return QApplication::exec();
+}
+
+// The last resort: an exception nobody handled ends with a line that says so and the code for
+// an internal error, never with an abort and a core dump.
+int main(int argc, char** argv) {
+    try {
+        return runApplication(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kelvora: internal error: %s\n", error.what());
+    } catch (...) {
+        std::fprintf(stderr, "kelvora: internal error: an unknown exception\n");
+    }
+    return 70;
 }

@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QTreeView>
 
+#include <sys/stat.h>
+
 #include "UiTestSupport.h"
 #include "support/TempTree.h"
 #include "ui/AppShell.h"
@@ -69,6 +71,18 @@ class MainWindowTest : public QObject {
     Strings& folders() { return fixture->settings.listFolderPaths; }
     Strings& extensions() { return fixture->settings.listFileExtensions; }
     Strings alerts() const { return alertTexts(fixture->alerts); }
+    // Sent to the folders table as a file manager's drag would arrive: enter, move, drop.
+    bool dropOnFolders(const QMimeData& drag) {
+        auto* table = child<QTableView>(*window, "tableViewFolders");
+        const QPoint below(table->viewport()->width() / 2, table->viewport()->height() - 4);
+        QDragEnterEvent enter(below, Qt::CopyAction, &drag, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(table->viewport(), &enter);
+        QDragMoveEvent move(below, Qt::CopyAction, &drag, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(table->viewport(), &move);
+        QDropEvent drop(below, Qt::CopyAction, &drag, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(table->viewport(), &drop);
+        return enter.isAccepted() && move.isAccepted() && drop.isAccepted();
+    }
     void addExtension(const QString& typed) {
         child<QLineEdit>(*window, "textFieldCustomFileTypesExtension")->setText(typed);
         click("buttonCustomFileTypesAddFileExtension");
@@ -321,9 +335,40 @@ private Q_SLOTS:
         QVERIFY(model.dropMimeData(drag.get(), Qt::CopyAction, 1, 0, {}));
         QCOMPARE(listed, (Strings{tree->path("listed1"), x.toStdString(), y.toStdString(),
                                   z.toStdString(), tree->path("listed2")}));
+    }
 
-        std::unique_ptr<QMimeData> noFolder(folderDrag({file}));
-        QVERIFY(!model.canDropMimeData(noFolder.get(), Qt::CopyAction, 0, 0, {}));
+    void droppingWhatIsNotAFolderSaysSoAndAddsNothing() {
+        window->addStartupFolders({tree->createFolder("first")});
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        const std::string pipe = tree->path("pipe");
+        QCOMPARE(::mkfifo(pipe.c_str(), 0600), 0);
+        const QString file = QString::fromStdString(tree->createFile("file.txt", "text"));
+        const QString folder = QString::fromStdString(tree->createFolder("folder"));
+        const QList<QList<QUrl>> drops = {
+            {QUrl::fromLocalFile(file)},
+            {QUrl::fromLocalFile(QString::fromStdString(pipe))},
+            {QUrl(QStringLiteral("https://example.org/photos/"))},
+            {QUrl::fromLocalFile(folder), QUrl::fromLocalFile(file)},
+        };
+        for (const QList<QUrl>& urls : drops) {
+            QMimeData drag;
+            drag.setUrls(urls);
+            QVERIFY(dropOnFolders(drag));
+            QTRY_COMPARE(alerts().size(), 1u);
+            QCOMPARE(alerts(), Strings{"The selected folder(s) could not be added."});
+            fixture->alerts.shown.clear();
+        }
+        QCOMPARE(folders(), (Strings{tree->path("first"), tree->path("folder")}));
+    }
+
+    void aDroppedLinkFollowedByTwoDotsIsTheFolderAboveWhereTheLinkLeads() {
+        tree->createFolder("real/inner");
+        tree->createSymlink("link", tree->path("real/inner"));
+        std::unique_ptr<QMimeData> drag(
+            folderDrag({QString::fromStdString(tree->path("link/.."))}));
+        QVERIFY(dropOnFolders(*drag));
+        QCOMPARE(folders(), Strings{tree->path("real")});
     }
 
     void aDropOnTheTableIsAnsweredAsACopyAndDoesNotMark() {

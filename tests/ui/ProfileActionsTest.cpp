@@ -1,4 +1,6 @@
 // New, Save, Save As and Open Profile through the real window, with real profile files.
+#include <sys/stat.h>
+
 #include <fstream>
 #include <sstream>
 
@@ -189,8 +191,13 @@ private Q_SLOTS:
     void aProfileThatDoesNotReadChangesNothingButThePath() {
         changeEverything();
         const QString before = title();
+        // A pipe without a writer and endless devices are refused at once, not waited on.
+        const std::string pipe = tree->path("pipe.kvr");
+        QCOMPARE(::mkfifo(pipe.c_str(), 0600), 0);
         for (const std::string& bad :
-             {tree->path("missing.kvr"), tree->createFile("short.kvr", "1\njpg\n204800\n"),
+             {tree->path("missing.kvr"), tree->createFile("short.kvr", "1\njpg\n204800\n"), pipe,
+              std::string("/dev/zero"), tree->createSymlink("random.kvr", "/dev/urandom"),
+              tree->createFolder("folder.kvr"),
               tree->createFile("words.kvr", "0\nbig\n1\n2.0\n8.0\n1\n0\n1\n0\n1\n")}) {
             fixture->alerts.answer(kFirstButton);  // discard the changes
             fixture->panels.loads.push_back(bad);

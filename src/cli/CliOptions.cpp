@@ -37,7 +37,8 @@ const char* const kUsage =
     "  --dry-run             print what would be removed, remove nothing\n"
     "  --json                print the groups as one JSON object\n"
     "  --quiet               no progress on standard error\n"
-    "  -h, --help            show this help\n";
+    "  -h, --help            show this help\n"
+    "  --version             show the version\n";
 
 std::optional<std::uint64_t> parseSize(const std::string& text) {
     if (text.empty() || !(std::isdigit(static_cast<unsigned char>(text[0])) || text[0] == '.')) {
@@ -152,6 +153,8 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             onlyFolders = true;
         } else if (argument == "-h" || argument == "--help") {
             options.help = true;
+        } else if (argument == "--version") {
+            options.version = true;
         } else if (argument == "--json") {
             options.json = true;
         } else if (argument == "--quiet" || argument == "-q") {
@@ -202,7 +205,7 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             return fail("kelvora-cli: unknown option " + argument);
         }
     }
-    if (options.help) return {options, {}};
+    if (options.help || options.version) return {options, {}};
     if (options.keep == 4 && options.rulesFile.empty()) {
         return fail("kelvora-cli: --keep custom needs the rules: --rules FILE");
     }

@@ -25,6 +25,7 @@ struct CliOptions {
     bool json = false;
     bool quiet = false;
     bool help = false;
+    bool version = false;
 };
 
 struct ParseOutcome {

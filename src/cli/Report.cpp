@@ -6,6 +6,7 @@
 #include "core/FileCategory.h"
 #include "core/Texts.h"
 #include "engine/FileTools.h"
+#include "platform/FileSystem.h"
 
 namespace kelvora::cli {
 
@@ -34,6 +35,16 @@ std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
     }
     if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return 0;
     return length;
+}
+
+// The instant behind the date text, read again where it is printed: the records keep only
+// the text. Links are followed, as the search follows them; empty when it cannot be read.
+std::string isoCreationDate(const DuplicateFile& member) {
+    if (member.date.empty()) return {};
+    const auto attributes = platform::followedAttributes(member.path);
+    if (!attributes) return {};
+    const auto since = std::chrono::nanoseconds(attributes->createdNanoseconds);
+    return isoDateText(Date(std::chrono::duration_cast<Date::duration>(since)));
 }
 
 }  // namespace
@@ -102,6 +113,7 @@ void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& group
         for (const DuplicateFile& member : group->duplicates) {
             out << memberSeparator << "\n    {\"path\": " << jsonString(member.path)
                 << ", \"date\": " << jsonString(member.date)
+                << ", \"dateISO\": " << jsonString(isoCreationDate(member))
                 << ", \"checkState\": " << member.checkState << "}";
             memberSeparator = ",";
         }

@@ -6,7 +6,7 @@ JOBS ?= $(shell nproc)
 # The threaded tests: searches, cancels, hashing ahead, results updates and cleaning.
 THREADED_TESTS ?= SearchRun|Equivalence|HostileTrees|Queues|ResultsModel|KeepSelection|Cleaning|Grouping
 
-.PHONY: deps build run cli test release asan tsan fuzz bench clean
+.PHONY: deps build run cli test release asan tsan fuzz bench deb clean
 
 deps:
 	@scripts/install-deps
@@ -42,6 +42,13 @@ FUZZ_SECONDS ?= 30
 fuzz:
 	@scripts/install-deps --fuzz
 	scripts/fuzz $(FUZZ_SECONDS)
+
+# The Debian package build/package/kelvora_VERSION_ARCH.deb (scripts/check-package tries it).
+deb:
+	@scripts/install-deps --package
+	@test -f build/package/build.ninja || cmake --preset package
+	cmake --build --preset package -j $(JOBS)
+	cd build/package && cpack -G DEB
 
 clean:
 	rm -rf build

@@ -39,6 +39,7 @@ const char* const kUsage =
     "  --json                print the groups as one JSON object\n"
     "  --quiet               no progress on standard error\n"
     "  -h, --help            show this help\n"
+    "  --version             show the version\n"
     "\n"
     "Past cleanings:\n"
     "  --history             list past cleanings, newest first, with their ids\n"
@@ -177,6 +178,8 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             onlyFolders = true;
         } else if (argument == "-h" || argument == "--help") {
             options.help = true;
+        } else if (argument == "--version") {
+            options.version = true;
         } else if (argument == "--json") {
             options.json = true;
         } else if (argument == "--quiet" || argument == "-q") {
@@ -240,7 +243,7 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             return fail("kelvora-cli: unknown option " + argument);
         }
     }
-    if (options.help || options.history || options.undo) return {options, {}};
+    if (options.help || options.version || options.history || options.undo) return {options, {}};
     if (options.keep == 4 && options.rulesFile.empty()) {
         return fail("kelvora-cli: --keep custom needs the rules: --rules FILE");
     }

@@ -25,6 +25,7 @@ struct CliOptions {
     bool json = false;
     bool quiet = false;
     bool help = false;
+    bool version = false;
     bool history = false;             // list past cleanings instead of searching
     std::optional<std::string> undo;  // "last" or a cleaning's id: put it back instead
 };

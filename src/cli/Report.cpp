@@ -7,8 +7,23 @@
 #include "core/JsonText.h"
 #include "core/Texts.h"
 #include "engine/FileTools.h"
+#include "platform/FileSystem.h"
 
 namespace kelvora::cli {
+
+namespace {
+
+// The instant behind the date text, read again where it is printed: the records keep only
+// the text. Links are followed, as the search follows them; empty when it cannot be read.
+std::string isoCreationDate(const DuplicateFile& member) {
+    if (member.date.empty()) return {};
+    const auto attributes = platform::followedAttributes(member.path);
+    if (!attributes) return {};
+    const auto since = std::chrono::nanoseconds(attributes->createdNanoseconds);
+    return isoDateText(Date(std::chrono::duration_cast<Date::duration>(since)));
+}
+
+}  // namespace
 
 void writeText(std::ostream& out, const FileList& groups, bool showChecks) {
     if (groups.empty()) {
@@ -42,6 +57,7 @@ void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& group
         for (const DuplicateFile& member : group->duplicates) {
             out << memberSeparator << "\n    {\"path\": " << jsonString(member.path)
                 << ", \"date\": " << jsonString(member.date)
+                << ", \"dateISO\": " << jsonString(isoCreationDate(member))
                 << ", \"checkState\": " << member.checkState << "}";
             memberSeparator = ",";
         }

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <optional>
 
+#include "KelvoraVersion.h"
 #include "cli/Cleanup.h"
 #include "cli/CliOptions.h"
 #include "cli/History.h"
@@ -123,6 +124,10 @@ int run(int argc, char** argv) {
     const cli::CliOptions& options = *parsed.options;
     if (options.help) {
         std::cout << cli::kUsage;
+        return 0;
+    }
+    if (options.version) {
+        std::cout << "kelvora-cli " << kVersionText << '\n';
         return 0;
     }
     if (options.history) return cli::printHistory(std::cout, options.json);

@@ -2,6 +2,7 @@
 #include "core/Texts.h"
 
 #include <cstdio>
+#include <ctime>
 #include <map>
 #include <memory>
 
@@ -38,6 +39,20 @@ std::string sizeText(std::uint64_t bytes) {
     char buffer[64];
     std::snprintf(buffer, sizeof buffer, "%.1f", static_cast<double>(scaled));
     return buffer + std::string(unit);
+}
+
+std::string isoDateText(Date date) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(date.time_since_epoch());
+    const std::time_t time = static_cast<std::time_t>(seconds.count());
+    std::tm local{};
+    if (::localtime_r(&time, &local) == nullptr) return {};
+    char buffer[40];
+    const std::size_t length = std::strftime(buffer, sizeof buffer, "%Y-%m-%dT%H:%M:%S%z", &local);
+    if (length < 5) return {};
+    // strftime writes the offset as +hhmm; ISO 8601 wants the colon between hours and minutes.
+    std::string text(buffer, length);
+    text.insert(text.size() - 2, 1, ':');
+    return text;
 }
 
 namespace {

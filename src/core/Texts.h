@@ -17,6 +17,10 @@ std::string sizeText(std::uint64_t bytes);
 // "yy-MM-dd hh:mm:ss" (12-hour clock, no AM/PM) in the current locale and time zone.
 std::string formatDate(Date date, std::string_view pattern = "yy-MM-dd hh:mm:ss");
 
+// "2023-11-26T18:22:49-05:00": ISO 8601 to the second in the local time zone, with its
+// offset, for scripts; the date texts above are for people and drop the AM/PM.
+std::string isoDateText(Date date);
+
 // Reads a date with a Unicode date pattern in the local time zone; nothing when it fails.
 // The two-digit-year window reads "01/01/2017" with "dd/MM/yy" as 2017.
 std::optional<Date> parseDate(std::string_view text, std::string_view pattern);

@@ -3,11 +3,14 @@
 
 #include <QAction>
 #include <QDesktopServices>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
 #include <QUrl>
 #include <QWidget>
+
+#include "KelvoraVersion.h"
 
 namespace kelvora {
 
@@ -81,9 +84,24 @@ QPixmap iconPixmap(int size) {
 }  // namespace
 
 QIcon applicationIcon() {
-    QIcon icon;
-    for (const int size : {16, 24, 32, 48, 64, 128, 256}) icon.addPixmap(iconPixmap(size));
-    return icon;
+    QIcon drawn;
+    for (const int size : {16, 24, 32, 48, 64, 128, 256}) drawn.addPixmap(iconPixmap(size));
+    return QIcon::fromTheme(QString::fromLatin1(kApplicationId), drawn);
+}
+
+QString aboutText() {
+    const QString home = QString::fromLatin1(kHomePageAddress);
+    return QObject::tr(
+               "<h3>Kelvora %1</h3>"
+               "<p>Finds duplicate files in the folders you choose and removes the "
+               "copies you do not want to keep.</p>"
+               "<p>Released under the MIT licence.</p>"
+               "<p><a href=\"%2\">%2</a></p>")
+        .arg(QString::fromUtf8(kVersionText).toHtmlEscaped(), home);
+}
+
+void showAboutBox(QWidget* parent) {
+    QMessageBox::about(parent, QObject::tr("About Kelvora"), aboutText());
 }
 
 }  // namespace kelvora

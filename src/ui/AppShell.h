@@ -13,6 +13,10 @@ namespace kelvora {
 inline constexpr const char* kHelpRemoveDuplicatesAddress =
     "https://kelvora.app/help/remove-duplicates";
 inline constexpr const char* kHelpCustomSelectAddress = "https://kelvora.app/help/custom-select";
+inline constexpr const char* kHomePageAddress = "https://kelvora.app/";
+// The desktop entry, the metainfo and the icon carry this name: the desktop matches the
+// window to its menu entry by it.
+inline constexpr const char* kApplicationId = "app.kelvora.Kelvora";
 
 // Hands the address to the desktop's default handler (the browser) without waiting for it;
 // an address that does not make a URL does nothing.
@@ -32,7 +36,12 @@ struct WindowActions {
 };
 WindowActions addWindowActions(QWidget& window);
 
-// Drawn rather than loaded, so that it needs no image plug-in and is sharp at every size.
+// The installed icon (data/icons) from the icon theme; where it is not installed, as when run
+// from the build folder, the same picture drawn, which needs no image plug-in.
 QIcon applicationIcon();
+
+// The name, version, what it does, the licence and the home page.
+QString aboutText();
+void showAboutBox(QWidget* parent);
 
 }  // namespace kelvora

@@ -148,6 +148,12 @@ void ViewController::connectActions() {
     ui->menuWindow->addAction(shared.minimize);
     ui->menuHelp->addAction(shared.helpRemoveDuplicates);
     ui->menuHelp->addAction(shared.helpCustomSelect);
+    // Below the written items, which keep their places.
+    ui->menuHelp->addSeparator();
+    QAction* about = ui->menuHelp->addAction(tr("&About Kelvora"));
+    about->setObjectName(QStringLiteral("actionAbout"));
+    about->setMenuRole(QAction::AboutRole);
+    connect(about, &QAction::triggered, this, [this] { showAboutBox(this); });
 }
 
 // Past cleanings have a menu of their own, between File and Window.

@@ -8,10 +8,8 @@
 #include <vector>
 
 #include <QApplication>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
+#include "KelvoraVersion.h"
 #include "core/SettingsManager.h"
 #include "platform/FileSystem.h"
 #include "platform/Memory.h"
@@ -23,6 +21,7 @@
 #include "ui/FileTypeIcons.h"
 #include "ui/MessageBoxAlerts.h"
 #include "ui/QtMainQueue.h"
+#include "ui/StartupFolders.h"
 #include "ui/ViewController.h"
 #include "ui/ViewControllerDuplicates.h"
 
@@ -33,7 +32,11 @@ namespace {
 constexpr const char* kUsage =
     "Usage: kelvora [FOLDER...]\n"
     "Opens the Kelvora window to find duplicate files; the folders given are listed to scan.\n"
-    "From a terminal without a display, use: kelvora-cli FOLDER\n";
+    "From a terminal without a display, use: kelvora-cli FOLDER\n"
+    "\n"
+    "  FOLDER                a path, or a file:// address as file managers pass it\n"
+    "  -h, --help            show this help\n"
+    "  --version             show the version\n";
 
 bool isSet(const char* name) {
     const char* value = std::getenv(name);
@@ -46,37 +49,24 @@ bool hasDisplay() {
     return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") || isSet("QT_QPA_PLATFORM");
 }
 
-bool wantsHelp(int argc, char** argv) {
+bool hasArgument(int argc, char** argv, const char* name, const char* shortName = "") {
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) return true;
+        if (std::strcmp(argv[i], name) == 0) return true;
+        if (*shortName != '\0' && std::strcmp(argv[i], shortName) == 0) return true;
     }
     return false;
-}
-
-// The folders named after Qt took its own options; anything that is not a folder is reported
-// and left out.
-std::vector<std::string> startupFolders(const QStringList& arguments) {
-    std::vector<std::string> folders;
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        std::string path;
-        const int error =
-            platform::absolutePath(QFile::encodeName(arguments[i]).toStdString(), path);
-        const auto attributes = platform::followedAttributes(path);
-        if (error != 0 || !attributes || !attributes->isFolder) {
-            std::fprintf(stderr, "kelvora: not a folder: %s\n", qPrintable(arguments[i]));
-            continue;
-        }
-        folders.push_back(path);
-    }
-    return folders;
 }
 
 }  // namespace
 
 int runApplication(int argc, char** argv) {
     kelvora::platform::returnLargeBlocksWhenFreed();
-    if (wantsHelp(argc, argv)) {
+    if (hasArgument(argc, argv, "--help", "-h")) {
         std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (hasArgument(argc, argv, "--version")) {
+        std::printf("kelvora %s\n", kVersionText);
         return 0;
     }
     if (!hasDisplay()) {
@@ -89,9 +79,10 @@ int runApplication(int argc, char** argv) {
 
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Kelvora"));
-    QApplication::setDesktopFileName(QStringLiteral("kelvora"));
-    QApplication::setWindowIcon(applicationIcon());
+    QApplication::setDesktopFileName(QString::fromLatin1(kApplicationId));
+    // The theme is settled first: the installed icon is looked up in it.
     useDefaultIconThemeWithoutDesktop();
+    QApplication::setWindowIcon(applicationIcon());
 
     // Static: a search cancelled at the very end may still schedule its last step on it while
     // the application is already gone.

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <regex>
 
 #include "support/TempTree.h"
 
@@ -44,6 +45,35 @@ TEST(Cli, refusesBadInputWithExitCode2) {
     EXPECT_EQ(runCli("--min-size lots " + quoted(tree.root())).exitCode, 2);
     EXPECT_EQ(runCli("--frobnicate " + quoted(tree.root())).exitCode, 2);
     EXPECT_EQ(runCli("--help").exitCode, 0);
+}
+
+TEST(Cli, printsItsVersionAndListsTheOptionInItsHelp) {
+    const Outcome version = runCli("--version");
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.out.rfind("kelvora-cli " KELVORA_VERSION, 0), 0u) << version.out;
+    EXPECT_EQ(version.out.find('\n'), version.out.size() - 1);
+    EXPECT_NE(runCli("--help").out.find("  --version "), std::string::npos);
+}
+
+// The date a script reads must be the instant the written text shows, which drops AM/PM.
+TEST(Cli, jsonGivesEachDateInIso8601BesideItsText) {
+    testing::TempTree tree;
+    tree.createFilled("a.bin", 3000, 'a');
+    tree.createFilled("b.bin", 3000, 'a');
+    const std::string out = runCli("--json --min-size 1 " + quoted(tree.root())).out;
+    const std::regex member(
+        R"re("date": "(\d\d)-(\d\d)-(\d\d) (\d\d):(\d\d:\d\d)", )re"
+        R"re("dateISO": "20(\d\d)-(\d\d)-(\d\d)T(\d\d):(\d\d:\d\d)-0[45]:00")re");
+    int members = 0;
+    for (auto it = std::sregex_iterator(out.begin(), out.end(), member);
+         it != std::sregex_iterator(); ++it, ++members) {
+        const std::smatch& m = *it;
+        const int hour = std::stoi(m[9]) % 12;
+        EXPECT_EQ(m[1].str() + m[2].str() + m[3].str(), m[6].str() + m[7].str() + m[8].str());
+        EXPECT_EQ(std::stoi(m[4]), hour == 0 ? 12 : hour);
+        EXPECT_EQ(m[5], m[10]);
+    }
+    EXPECT_EQ(members, 2) << out;
 }
 
 TEST(Cli, printsOneBlockPerGroupOrSaysThereIsNone) {

@@ -35,6 +35,15 @@ TEST(DateText, isTwelveHourClockWithoutMarkerInTheLocalZone) {
     EXPECT_EQ(formatDate(*night), "23-04-05 02:03:09");
 }
 
+TEST(DateText, isoTextCarriesTheLocalOffsetOfItsOwnSeason) {
+    const auto summer = parseDate("2023-04-05 18:03:09 +0000", "yyyy-MM-dd HH:mm:ss Z");
+    const auto winter = parseDate("2023-11-26 23:22:49 +0000", "yyyy-MM-dd HH:mm:ss Z");
+    ASSERT_TRUE(summer && winter);
+    EXPECT_EQ(isoDateText(*summer), "2023-04-05T14:03:09-04:00");
+    EXPECT_EQ(isoDateText(*winter), "2023-11-26T18:22:49-05:00");
+    EXPECT_EQ(isoDateText(*winter + std::chrono::milliseconds(999)), "2023-11-26T18:22:49-05:00");
+}
+
 TEST(DateText, readsFourAndTwoDigitYearsWithTheShortPattern) {
     const auto fourDigits = parseDate("01/01/2017", "dd/MM/yy");
     const auto twoDigits = parseDate("01/01/17", "dd/MM/yy");

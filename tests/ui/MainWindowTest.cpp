@@ -9,6 +9,7 @@
 #include <QFileSystemModel>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
@@ -21,6 +22,7 @@
 
 #include <sys/stat.h>
 
+#include "KelvoraVersion.h"
 #include "UiTestSupport.h"
 #include "support/TempTree.h"
 #include "ui/AppShell.h"
@@ -482,6 +484,27 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
         child<QAction>(*window, "actionMinimize")->trigger();
         QTRY_VERIFY(window->isMinimized());
+    }
+
+    void helpMenuKeepsItsItemsAndEndsWithTheAboutBox() {
+        QStringList items;
+        for (QAction* action : child<QMenu>(*window, "menuHelp")->actions()) {
+            if (!action->isSeparator()) items.push_back(action->text());
+        }
+        QCOMPARE(items, (QStringList{"How to &Remove Duplicates", "How to Use &Custom Selection",
+                                     "&About Kelvora"}));
+
+        QString shown;
+        QTimer::singleShot(0, window.get(), [&shown] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr) return;
+            shown = box->text();
+            box->accept();
+        });
+        child<QAction>(*window, "actionAbout")->trigger();
+        QVERIFY(shown.contains(QString::fromLatin1(kVersionText)));
+        QVERIFY(shown.contains("MIT"));
+        QVERIFY(shown.contains(kHomePageAddress));
     }
 
     void theFolderPanelChoosesSeveralFolders() {

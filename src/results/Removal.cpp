@@ -7,7 +7,6 @@
 // swapped in between the checks and the removal can be taken instead.
 #include <fcntl.h>
 #include <limits.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <memory>
@@ -43,8 +42,8 @@ struct OpenCopy {
     std::string realPath;
 };
 
-// Where the open descriptor really is, links resolved, as the kernel names it. Past the
-// length /proc can give, the path as written is all there is.
+// Where the open descriptor really is, links resolved, as the kernel names it; past the
+// length /proc can give, the path resolved a component at a time.
 std::string realPathOf(int fd, const std::string& path) {
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
     std::string real(PATH_MAX, '\0');
@@ -53,9 +52,8 @@ std::string realPathOf(int fd, const std::string& path) {
         real.resize(static_cast<std::size_t>(length));
         return real;
     }
-    const std::unique_ptr<char, decltype(&::free)> resolved(::realpath(path.c_str(), nullptr),
-                                                            &::free);
-    return resolved ? std::string(resolved.get()) : path;
+    std::string resolved;
+    return platform::realPath(path, resolved) == 0 ? resolved : path;
 }
 
 platform::Result<OpenCopy> openCopy(const DuplicateFile& member) {

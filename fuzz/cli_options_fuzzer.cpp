@@ -20,8 +20,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const auto outcome = kelvora::cli::parseOptions(arguments, "/tmp");
     if (outcome.options.has_value() == !outcome.error.empty()) std::abort();
-    if (!outcome.options || outcome.options->help) return 0;
+    if (!outcome.options) return 0;
     const kelvora::cli::CliOptions& options = *outcome.options;
+    // These print and end before any folder is looked at.
+    if (options.help || options.version || options.history || options.undo) return 0;
     if (options.threads && *options.threads > 64) std::abort();
     for (const std::string& folder : options.folders) {
         if (folder.empty() || folder[0] != '/') std::abort();

@@ -10,12 +10,13 @@ _kelvora_cli() {
         --undo) COMPREPLY=($(compgen -W 'last' -- "$cur")); return ;;
         --profile) _filedir kvr; return ;;
         --rules) _filedir; return ;;
+        --reference) _filedir -d; return ;;
         --min-size | --max-size | --ext | --threads) return ;;
     esac
     if [[ $cur == -* ]]; then
         COMPREPLY=($(compgen -W '--min-size --max-size --ext --include-packages --profile
             --threads --keep --rules --guard --clean --yes --dry-run --json --quiet --help
-            --version --history --undo' -- "$cur"))
+            --version --history --undo --reference' -- "$cur"))
         return
     fi
     _filedir -d

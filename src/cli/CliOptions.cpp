@@ -26,6 +26,8 @@ const char* const kUsage =
     "  --profile FILE        take the scan settings from a profile (.kvr) saved by\n"
     "                        Kelvora; the options above override it\n"
     "  --threads N           read and hash on N threads (0: one file at a time)\n"
+    "  --reference FOLDER    search FOLDER too, but never select or remove its files\n"
+    "                        (repeatable)\n"
     "\n"
     "Choosing and removing copies:\n"
     "  --keep WHICH          select copies for removal in every group: none, oldest (all\n"
@@ -224,6 +226,10 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             const auto text = value("--rules");
             if (!text || text->empty()) return fail("kelvora-cli: --rules needs a file");
             options.rulesFile = *text;
+        } else if (isOption("--reference")) {
+            const auto text = value("--reference");
+            if (!text || text->empty()) return fail("kelvora-cli: --reference needs a folder");
+            options.referenceFolders.push_back(*text);
         } else if (argument == "--history") {
             options.history = true;
         } else if (isOption("--undo")) {
@@ -253,7 +259,7 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
     if ((options.cleanToTrash || options.dryRun) && !options.keep) {
         return fail("kelvora-cli: say which copies go with --keep before removing any");
     }
-    if (options.folders.empty()) {
+    if (options.folders.empty() && options.referenceFolders.empty()) {
         // Never the whole machine in place of a home that is not set.
         if (homeFolder.empty())
             return fail("kelvora-cli: no folder given, and HOME is not set to search your home");
@@ -261,6 +267,10 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
     }
     for (std::string& folder : options.folders) {
         if (auto problem = checkFolder(folder)) return fail(*problem);
+    }
+    for (std::string& folder : options.referenceFolders) {
+        if (auto problem = checkFolder(folder)) return fail(*problem);
+        options.folders.push_back(folder);
     }
     return {options, {}};
 }

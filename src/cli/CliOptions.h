@@ -10,6 +10,8 @@ namespace kelvora::cli {
 
 struct CliOptions {
     std::vector<std::string> folders;  // absolute, as the user would see them
+    // Searched as well, but their files are never selected or removed; also in folders.
+    std::vector<std::string> referenceFolders;
     std::optional<std::uint64_t> minimumSize;
     std::optional<std::uint64_t> maximumSize;
     std::vector<std::string> extensions;  // lower case, no dot, no repeats

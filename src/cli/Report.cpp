@@ -36,7 +36,7 @@ void writeText(std::ostream& out, const FileList& groups, bool showChecks) {
         out << '\n';
         for (const DuplicateFile& member : group->duplicates) {
             if (showChecks) out << (member.checkState == 1 ? "remove  " : "keep    ");
-            out << member.path << '\n';
+            out << member.path << (member.reference ? "  (reference)" : "") << '\n';
         }
         out << '\n';
     }
@@ -58,7 +58,8 @@ void writeJson(std::ostream& out, std::int64_t filesFound, const FileList& group
             out << memberSeparator << "\n    {\"path\": " << jsonString(member.path)
                 << ", \"date\": " << jsonString(member.date)
                 << ", \"dateISO\": " << jsonString(isoCreationDate(member))
-                << ", \"checkState\": " << member.checkState << "}";
+                << ", \"checkState\": " << member.checkState
+                << (member.reference ? ", \"reference\": true" : "") << "}";
             memberSeparator = ",";
         }
         out << "]}";

@@ -97,6 +97,7 @@ std::optional<std::string> applyOptions(const cli::CliOptions& options, Settings
         applyProfile(*profile, settings);
     }
     settings.listFolderPaths = options.folders;
+    settings.referenceFolderPaths = options.referenceFolders;
     if (options.minimumSize) settings.minimumFileSize = *options.minimumSize;
     if (options.maximumSize) settings.maximumFileSize = *options.maximumSize;
     if (!options.extensions.empty()) {

@@ -57,4 +57,16 @@ File::File(std::string path) : path(std::move(path)), ext(pathExtension(this->pa
     }
 }
 
+bool inReferenceFolder(std::string_view path, const std::vector<std::string>& referenceFolders) {
+    for (const std::string& folder : referenceFolders) {
+        if (folder.empty()) continue;
+        if (path == folder) return true;
+        const bool slashEnds = folder.back() == '/';
+        if (path.size() > folder.size() && path.starts_with(folder) &&
+            (slashEnds || path[folder.size()] == '/'))
+            return true;
+    }
+    return false;
+}
+
 }  // namespace kelvora

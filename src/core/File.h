@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/DigestText.h"
@@ -46,6 +47,8 @@ public:
     // Its contents could not be read by the search: it was grouped as if it held no bytes,
     // so nothing says it is a copy, and the cleaning never removes it.
     bool unreadable = false;
+    // It lies in a reference folder: no keep option, rule, click or cleaning ever takes it.
+    bool reference = false;
 };
 
 class File {
@@ -62,7 +65,7 @@ public:
     std::vector<DuplicateFile> duplicates;
     std::int64_t keepOption = KeepNone;
     RuleText customSettings;
-    FileStamp stamp;  // set by the walk
+    FileStamp stamp;          // set by the walk
     bool unreadable = false;  // its contents could not be read by the search
     // The creation date the walk read with the item's attributes (nanoseconds since the
     // epoch); 0 when it has none.
@@ -74,6 +77,10 @@ public:
 };
 
 inline constexpr std::string_view kChangedSinceScan = "changed since the scan";
+
+// Whether a reference folder contains the path, by the plain prefix test that drops nested
+// chosen folders: a reference folder nested in another chosen folder still marks its files.
+bool inReferenceFolder(std::string_view path, const std::vector<std::string>& referenceFolders);
 
 // Records are shared by reference between the engine, the shared settings and the results.
 using FilePtr = std::shared_ptr<File>;

@@ -25,6 +25,9 @@ public:
     static SettingsManager& shared();
 
     std::vector<std::string> listFolderPaths;
+    // Chosen folders whose files are never selected or removed: searched like the others,
+    // their copies only ever stay. Always also in listFolderPaths.
+    std::vector<std::string> referenceFolderPaths;
     std::uint64_t minimumFileSize = 204800;
     std::uint64_t maximumFileSize = 107374182400ULL;
     bool customFileTypes = false;

@@ -13,6 +13,20 @@ void SearchRun::startSearch() {
     services_.background.async([self = shared_from_this()] { self->runSearch(); });
 }
 
+namespace {
+
+// Marks the group's reference copies; false when every copy is one.
+bool markReferences(File& group, const SettingsManager& settings) {
+    bool anyOther = false;
+    for (DuplicateFile& member : group.duplicates) {
+        member.reference = inReferenceFolder(member.path, settings.referenceFolderPaths);
+        anyOther = anyOther || !member.reference;
+    }
+    return anyOther;
+}
+
+}  // namespace
+
 void SearchRun::runSearch() {
     SettingsManager& settings = services_.settings;
     FileTools tools(settings, services_.center, services_.locations);
@@ -32,6 +46,9 @@ void SearchRun::runSearch() {
         head.stamp = file->stamp;
         head.unreadable = file->unreadable;
         file->duplicates.insert(file->duplicates.begin(), std::move(head));
+        // A group is shown only while one of its copies may go: one made of reference copies
+        // alone has nothing to choose from.
+        if (!settings.referenceFolderPaths.empty() && !markReferences(*file, settings)) continue;
         groups.push_back(file);
     }
     // A cancel that comes after the engine has returned would otherwise close nothing: the

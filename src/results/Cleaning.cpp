@@ -14,6 +14,11 @@ bool selected(const DuplicateFile& member) {
     return member.checkState == 1;
 }
 
+// A reference copy stays whatever its check says, so it never makes a group go whole.
+bool removable(const DuplicateFile& member) {
+    return selected(member) && !member.reference;
+}
+
 bool anySelected(const FileList& groups) {
     return std::any_of(groups.begin(), groups.end(), [](const FilePtr& group) {
         return std::any_of(group->duplicates.begin(), group->duplicates.end(), selected);
@@ -23,7 +28,7 @@ bool anySelected(const FileList& groups) {
 bool anyWholeGroupSelected(const FileList& groups) {
     return std::any_of(groups.begin(), groups.end(), [](const FilePtr& group) {
         return !group->duplicates.empty() &&
-               std::all_of(group->duplicates.begin(), group->duplicates.end(), selected);
+               std::all_of(group->duplicates.begin(), group->duplicates.end(), removable);
     });
 }
 

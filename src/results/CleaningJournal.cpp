@@ -37,7 +37,7 @@ std::string number(std::int64_t value) {
 // The copy of its group that stays, as the cleaning will look for one first.
 std::string stayingCopy(const CleaningPlan::Group& group) {
     for (const DuplicateFile& member : group.members) {
-        if (member.checkState != 1) return member.path;
+        if (member.checkState != 1 || member.reference) return member.path;
     }
     return {};
 }

@@ -142,16 +142,24 @@ std::vector<GroupChange> ApplyKeepOption(std::vector<GroupState>& groups,
     const bool guard = segment == KeepCustom && applyForAll == 1;
 
     Evaluation evaluation(segment, rules);
+    // Each option is evaluated as written, and then never selects a reference copy.
+    const auto statesOf = [&evaluation](const std::vector<DuplicateFile>& members) {
+        States checks = evaluation.states(members);
+        for (std::size_t i = 0; i < members.size() && i < checks.size(); ++i) {
+            if (members[i].reference) checks[i] = 0;
+        }
+        return checks;
+    };
     const Twins twins(duplicateFileList, targets.size() > 1);
     std::vector<GroupChange> changes;
     for (const std::size_t index : targets) {
         GroupState& group = groups[index];
         evaluation.setGroup(*group.file);
-        group.checks = evaluation.states(group.file->duplicates);
+        group.checks = statesOf(group.file->duplicates);
         const std::size_t first = changes.size();
         changes.push_back({group.file, segment, ruleText, group.checks});
         for (const FilePtr& twin : twins.of(group.file)) {
-            changes.push_back({twin, segment, ruleText, evaluation.states(twin->duplicates)});
+            changes.push_back({twin, segment, ruleText, statesOf(twin->duplicates)});
         }
         if (!guard || !allSelected(group.checks)) continue;
         const auto kept = evaluation.guardKeeps(rules.customMessageRespone);

@@ -134,7 +134,7 @@ class Keeper {
 public:
     explicit Keeper(const CleaningPlan::Group& group) {
         for (const DuplicateFile& member : group.members) {
-            if (member.checkState != 1) staying_.push_back(&member);
+            if (member.checkState != 1 || member.reference) staying_.push_back(&member);
         }
     }
     bool anyStays() const { return !staying_.empty(); }
@@ -184,7 +184,10 @@ void Removal::cleanGroup(const CleaningPlan::Group& group) {
             report_.notReached.push_back(member.path);
             continue;
         }
-        if (member.stamp == FileStamp{}) {
+        if (member.reference) {
+            // The keep options never select one; a check forced on it still removes nothing.
+            keep(member.path, "it lies in a reference folder");
+        } else if (member.stamp == FileStamp{}) {
             keep(member.path, "it was not scanned by this search");
         } else if (member.unreadable) {
             keep(member.path, "the search could not read it, so nothing says it is a copy");

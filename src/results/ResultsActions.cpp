@@ -72,6 +72,7 @@ void ResultsModel::OnMemberCheckToggled(std::int64_t row) {
     const FilePtr group = groupAt(fileList, selectedRow);
     if (!group || row < 0 || static_cast<std::size_t>(row) >= group->duplicates.size()) return;
     const auto index = static_cast<std::size_t>(row);
+    if (group->duplicates[index].reference) return;  // a reference copy always stays
     const std::int64_t state = group->duplicates[index].checkState == 0 ? 1 : 0;
     group->duplicates[index].checkState = state;
     for (const FilePtr& record : settingsManager.duplicateFileList) {

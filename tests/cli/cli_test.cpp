@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -179,6 +180,48 @@ TEST(Cli, jsonKeepsPathsThatAreNotUtf8) {
     EXPECT_NE(outcome.out.find("\"sizeOnly\": false"), std::string::npos);
     EXPECT_NE(outcome.out.find("/caf\xc3\xa9.png\""), std::string::npos);
     EXPECT_NE(outcome.out.find("/raw\\udcff\\\"q.png\""), std::string::npos) << outcome.out;
+}
+
+TEST(Cli, referenceCopiesAreNeverSelectedAndGroupsOfThemAloneAreNotShown) {
+    testing::TempTree tree;
+    // Group a: the reference copy is the oldest; group b: it is the newest; group c: only
+    // reference copies, one of them in a reference folder nested in a searched one.
+    tree.createFilled("archive/a.jpg", 3000, 'a');
+    tree.createFilled("archive/c.jpg", 5000, 'c');
+    tree.createFilled("data/archive2/c.jpg", 5000, 'c');
+    ::sleep(1);
+    tree.createFilled("data/a.jpg", 3000, 'a');
+    tree.createFilled("data/b.jpg", 4000, 'b');
+    tree.createFilled("data/b2.jpg", 4000, 'b');
+    ::sleep(1);
+    tree.createFilled("archive/b.jpg", 4000, 'b');
+    const std::string folders = "--reference " + quoted(tree.path("archive")) + " --reference " +
+                                quoted(tree.path("data/archive2")) + " " +
+                                quoted(tree.path("data"));
+    for (const char* keep : {"none", "oldest", "newest", "all"}) {
+        SCOPED_TRACE(keep);
+        const Outcome listed = runCli("--min-size 1 --keep " + std::string(keep) + " " + folders);
+        EXPECT_EQ(listed.exitCode, 0);
+        EXPECT_NE(listed.out.find("keep    " + tree.path("archive/a.jpg") + "  (reference)"),
+                  std::string::npos)
+            << listed.out;
+        EXPECT_NE(listed.out.find("keep    " + tree.path("archive/b.jpg") + "  (reference)"),
+                  std::string::npos);
+        EXPECT_EQ(listed.out.find("c.jpg"), std::string::npos) << "nothing of it may go";
+    }
+    const Outcome json = runCli("--json --min-size 1 --keep all " + folders);
+    EXPECT_NE(json.out.find("\"checkState\": 0, \"reference\": true}"), std::string::npos);
+    EXPECT_EQ(json.out.find("\"checkState\": 1, \"reference\": true"), std::string::npos);
+
+    const std::string home = tree.createFolder("home");
+    const Outcome cleaned =
+        runCli("--min-size 1 --keep all --clean delete --yes " + folders, "HOME='" + home + "' ");
+    EXPECT_EQ(cleaned.exitCode, 0) << cleaned.out;
+    for (const char* kept :
+         {"archive/a.jpg", "archive/b.jpg", "archive/c.jpg", "data/archive2/c.jpg"})
+        EXPECT_TRUE(std::filesystem::exists(tree.path(kept))) << kept;
+    for (const char* gone : {"data/a.jpg", "data/b.jpg", "data/b2.jpg"})
+        EXPECT_FALSE(std::filesystem::exists(tree.path(gone))) << gone;
 }
 
 }  // namespace

@@ -124,6 +124,15 @@ TEST_P(CleaningSafety, copiesThatDifferOrWereNotReadStayWhateverTheirGroupSays) 
     EXPECT_EQ(report.kept[0].reason, "its contents differ from \"" + stays + "\", which stays");
     EXPECT_TRUE(fs::exists(differs));
 
+    // A reference copy stays whatever its check says.
+    const std::string reference = tree.createFilled("reference/b", 100, 'r');
+    const FilePtr withReference = groupOf({tree.createFilled("reference/a", 100, 'r'), reference});
+    withReference->duplicates[1].reference = true;
+    report = clean(withReference);
+    EXPECT_TRUE(report.removed.empty());
+    ASSERT_EQ(report.kept.size(), 1u);
+    EXPECT_EQ(report.kept[0].reason, "it lies in a reference folder");
+
     // A file the search could not read was grouped as if it held no bytes.
     const std::string unreadStays = tree.createFilled("unread/a", 100, 'u');
     const std::string unread = tree.createFilled("unread/b", 100, 'u');

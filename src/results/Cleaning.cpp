@@ -83,7 +83,11 @@ void applyCleaning(SettingsManager& settings, const CleaningPlan& plan, const Cl
         File& group = *planned.group;
         std::erase_if(group.duplicates,
                       [&](const DuplicateFile& member) { return tried.contains(member.path); });
-        if (group.duplicates.size() <= 1) emptiedGroups.insert(group.path);
+        // A group left with reference copies alone has nothing more to choose from.
+        const bool onlyReferences =
+            std::all_of(group.duplicates.begin(), group.duplicates.end(),
+                        [](const DuplicateFile& member) { return member.reference; });
+        if (group.duplicates.size() <= 1 || onlyReferences) emptiedGroups.insert(group.path);
     }
     std::erase_if(settings.duplicateFileList,
                   [&](const FilePtr& group) { return emptiedGroups.contains(group->path); });

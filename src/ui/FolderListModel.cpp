@@ -9,6 +9,7 @@
 #include <QUrl>
 
 #include "platform/FileSystem.h"
+#include "ui/MembersTableModel.h"
 
 namespace kelvora {
 
@@ -30,20 +31,51 @@ bool isFolder(const std::string& path) {
 
 }  // namespace
 
-FolderListModel::FolderListModel(std::vector<std::string>& folders, QObject* parent)
+FolderListModel::FolderListModel(std::vector<std::string>& folders,
+                                 std::vector<std::string>& references, QObject* parent)
     : StringListModel(folders, parent),
+      references_(references),
       folderIcon_(QFileIconProvider().icon(QFileIconProvider::Folder)) {}
 
+bool FolderListModel::isReference(int row) const {
+    return std::find(references_.begin(), references_.end(),
+                     rows_[static_cast<std::size_t>(row)]) != references_.end();
+}
+
 QVariant FolderListModel::data(const QModelIndex& index, int role) const {
-    if (role == Qt::DecorationRole && checkIndex(index, CheckIndexOption::IndexIsValid))
-        return folderIcon_;
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) return {};
+    const bool reference = isReference(index.row());
+    if (role == Qt::DecorationRole) return reference ? referenceIcon() : folderIcon_;
+    if (role == Qt::CheckStateRole) return reference ? Qt::Checked : Qt::Unchecked;
+    if (role == Qt::ToolTipRole) {
+        return tr("%1\nChecked: a reference folder. It is searched, but its files are never "
+                  "selected or removed.")
+            .arg(StringListModel::data(index, Qt::DisplayRole).toString());
+    }
     return StringListModel::data(index, role);
 }
 
 Qt::ItemFlags FolderListModel::flags(const QModelIndex& index) const {
     // Rows take no drops, so the view offers the gap above or below a row instead.
     if (!index.isValid()) return Qt::ItemIsDropEnabled;
-    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren |
+           Qt::ItemIsUserCheckable;
+}
+
+bool FolderListModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    if (role != Qt::CheckStateRole || !checkIndex(index, CheckIndexOption::IndexIsValid))
+        return false;
+    const std::string& folder = rows_[static_cast<std::size_t>(index.row())];
+    std::erase(references_, folder);
+    if (value.value<Qt::CheckState>() == Qt::Checked) references_.push_back(folder);
+    Q_EMIT dataChanged(index, index, {Qt::CheckStateRole, Qt::DecorationRole});
+    return true;
+}
+
+void FolderListModel::forgetUnlistedReferences() {
+    std::erase_if(references_, [this](const std::string& folder) {
+        return std::find(rows_.begin(), rows_.end(), folder) == rows_.end();
+    });
 }
 
 QStringList FolderListModel::mimeTypes() const {

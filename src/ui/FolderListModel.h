@@ -11,10 +11,16 @@ namespace kelvora {
 class FolderListModel final : public StringListModel {
     Q_OBJECT
 public:
-    FolderListModel(std::vector<std::string>& folders, QObject* parent);
+    // references: the listed folders marked as reference folders; both must outlive the model.
+    FolderListModel(std::vector<std::string>& folders, std::vector<std::string>& references,
+                    QObject* parent);
 
+    // Each row's check box marks its folder as a reference folder.
     QVariant data(const QModelIndex& index, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
+    bool setData(const QModelIndex& index, const QVariant& value, int role) override;
+    // Drops the marks of folders no longer listed: a mark goes with its folder.
+    void forgetUnlistedReferences();
 
     // A drop of files or links is taken between rows or below the last one, never onto a row.
     // It inserts, in drag order, every existing folder not yet listed; when it carried
@@ -31,6 +37,9 @@ Q_SIGNALS:
     void someNotAdded();
 
 private:
+    bool isReference(int row) const;
+
+    std::vector<std::string>& references_;
     QIcon folderIcon_;
 };
 

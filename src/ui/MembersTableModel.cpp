@@ -2,12 +2,21 @@
 #include "ui/MembersTableModel.h"
 
 #include <QFile>
+#include <QIcon>
 
 #include "ui/GroupsTableModel.h"
 
 namespace kelvora {
 
 MembersTableModel::MembersTableModel(QObject* parent) : QAbstractTableModel(parent) {}
+
+QIcon referenceIcon() {
+    static const QIcon icon =
+        QIcon::fromTheme(QStringLiteral("changes-prevent"),
+                         QIcon::fromTheme(QStringLiteral("emblem-readonly"),
+                                          QIcon::fromTheme(QStringLiteral("object-locked"))));
+    return icon;
+}
 
 int MembersTableModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : rows_;
@@ -32,6 +41,12 @@ QVariant MembersTableModel::data(const QModelIndex& index, int role) const {
     const int column = index.column();
     if (role == Qt::CheckStateRole && column == ColumnCheck)
         return copy->checkState == 1 ? Qt::Checked : Qt::Unchecked;
+    if (copy->reference && column == ColumnPath) {
+        if (role == Qt::DecorationRole) return referenceIcon();
+        if (role == Qt::ToolTipRole)
+            return tr("%1\nIn a reference folder: this copy always stays.")
+                .arg(QFile::decodeName(copy->path.c_str()));
+    }
     if (role == kRawRole && column == ColumnCheck) return QVariant::fromValue(copy->checkState);
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole && role != kRawRole) return {};
     if (column == ColumnPath) return QFile::decodeName(copy->path.c_str());
@@ -55,6 +70,8 @@ Qt::ItemFlags MembersTableModel::flags(const QModelIndex& index) const {
     if (member(index) == nullptr) return Qt::NoItemFlags;
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
     if (index.column() == ColumnCheck) flags |= Qt::ItemIsUserCheckable;
+    // A reference copy's box shows it stays and cannot be checked.
+    if (index.column() == ColumnCheck && member(index)->reference) flags &= ~Qt::ItemIsEnabled;
     return flags;
 }
 

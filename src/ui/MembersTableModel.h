@@ -3,10 +3,14 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QIcon>
 
 #include "core/File.h"
 
 namespace kelvora {
+
+// The mark of a copy, or a folder, whose files always stay.
+QIcon referenceIcon();
 
 class MembersTableModel final : public QAbstractTableModel {
     Q_OBJECT

@@ -82,7 +82,8 @@ ViewController::ViewController(WindowServices services, QWidget* parent)
 ViewController::~ViewController() = default;
 
 void ViewController::setUpTables() {
-    folders_ = new FolderListModel(settingsManager.listFolderPaths, this);
+    folders_ = new FolderListModel(settingsManager.listFolderPaths,
+                                   settingsManager.referenceFolderPaths, this);
     ui->tableViewFolders->setModel(folders_);
     // Queued: the alert waits until the drop has ended, so the file manager that started the
     // drag is not held behind it.
@@ -216,6 +217,7 @@ void ViewController::OnRemoveSelected() {
     const int row = selectedRow(ui->tableViewFolders);
     if (row >= 0 && row < static_cast<int>(folders.size())) {
         folders.erase(folders.begin() + row);
+        folders_->forgetUnlistedReferences();
         folders_->reload();
         // The next folder takes the removed one's place, so Remove can be pressed again.
         selectRow(ui->tableViewFolders, row);
@@ -227,6 +229,7 @@ void ViewController::OnRemoveAll() {
     if (settingsManager.listFolderPaths.empty()) return;
     if (runAlert(kRemoveAllFolders, {"Yes", "No"}) != kFirstButton) return;
     settingsManager.listFolderPaths.clear();
+    folders_->forgetUnlistedReferences();
     folders_->reload();
     MarkModified();
 }
@@ -344,6 +347,7 @@ void ViewController::ResetSettings() {
     ui->checkIgnoreBundles->setChecked(true);
     settingsManager.listFolderPaths.clear();
     settingsManager.listFileExtensions.clear();
+    folders_->forgetUnlistedReferences();
     folders_->reload();
     extensions_->reload();
 }

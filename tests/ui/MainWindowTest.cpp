@@ -324,7 +324,8 @@ private Q_SLOTS:
 
     void droppedFoldersGoWhereTheyWereDroppedInDragOrder() {
         Strings listed{tree->createFolder("listed1"), tree->createFolder("listed2")};
-        FolderListModel model(listed, nullptr);
+        std::vector<std::string> references;
+        FolderListModel model(listed, references, nullptr);
         QAbstractItemModelTester tester(&model);
         const QString x = QString::fromStdString(tree->createFolder("x"));
         const QString y = QString::fromStdString(tree->createFolder("y"));

@@ -408,6 +408,52 @@ private Q_SLOTS:
         }
     }
 
+    // A folder marked as reference in the main window, nested in another chosen folder: All
+    // for every group and Clean leave every file of it in place, and its copies cannot be
+    // checked by hand.
+    void aReferenceFolderLosesNothingToAll() {
+        UiFixture& ui = fixture->ui;
+        ViewController main(ui.services());
+        main.addStartupFolders({fixture->tree.root(), fixture->tree.path("Backup")});
+        ui.settings.minimumFileSize = 1;
+        auto* folders = child<QTableView>(main, "tableViewFolders")->model();
+        QVERIFY(folders->setData(folders->index(1, 0), Qt::Checked, Qt::CheckStateRole));
+        QCOMPARE(ui.settings.referenceFolderPaths,
+                 std::vector<std::string>{fixture->tree.path("Backup")});
+        std::vector<std::string> backup;
+        for (const auto& entry : fs::recursive_directory_iterator(fixture->tree.path("Backup"))) {
+            if (entry.is_regular_file()) backup.push_back(entry.path().string());
+        }
+        bool cleaned = false;
+        main.setDuplicatesWindowRunner([&](QWidget& parent) {
+            ViewControllerDuplicates results(fixture->services(), &parent);
+            results.show();
+            QTRY_COMPARE(results.resultsModel().fileList.size(), std::size_t{4});
+            QTRY_VERIFY(!results.resultsModel().updating);
+            auto* copies = child<QTableView>(results, "tableViewDuplicates")->model();
+            QVERIFY(!(copies->flags(copies->index(1, 0)) & Qt::ItemIsEnabled));  // Backup/...
+            child<QAbstractButton>(results, "checkApplyForAll")->click();
+            auto* control = child<SegmentedControl>(results, "segmentedControlKeep");
+            child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(KeepAll)))
+                ->click();
+            QTRY_VERIFY(!results.resultsModel().updating);
+            child<QAbstractButton>(results, "buttonClean")->click();
+            QTRY_VERIFY(!results.isVisible());
+            cleaned = true;
+        });
+        child<QAbstractButton>(main, "buttonFindDuplicateFiles")->click();
+        QVERIFY(cleaned);
+        QCOMPARE(backup.size(), std::size_t{5});
+        for (const std::string& path : backup) QVERIFY2(fs::exists(path), path.c_str());
+        for (const char* gone : {"Pictures/photo.jpg", "Music/song.mp3", "Documents/report.pdf",
+                                 "Downloads/bundle.zip"})
+            QVERIFY2(!fs::exists(fixture->tree.path(gone)), gone);
+        const auto texts = alertTexts(ui.alerts);
+        QVERIFY(std::find(texts.begin(), texts.end(),
+                          "Some files have been selected to be removed completely. Are you sure "
+                          "you want to continue?") == texts.end());
+    }
+
     void closingEmptiesTheSharedListsButEscapeDoesNotClose() {
         openAndSettle();
         QTest::keyClick(&window(), Qt::Key_Escape);

@@ -192,6 +192,8 @@ TEST(CliCleaning, aCleaningKilledAtAnyMomentIsUndoneToTheLastByte) {
         const std::size_t inPlace = filesIn(tree.path("d"));
         const std::size_t inTrash = filesIn(trash + "/files");
         EXPECT_EQ(inPlace + inTrash, std::size_t{kCopies}) << "every copy in place or in the trash";
+        // Killed before its journal began (a slow build can be): nothing moved, nothing to undo.
+        if (inTrash == 0) continue;
         Cli history("--history --json", home);
         EXPECT_EQ(history.exitCode(), 0);
         EXPECT_EQ(jsonNumber(history.output(), "restorable"), static_cast<long long>(inTrash))

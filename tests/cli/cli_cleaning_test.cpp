@@ -192,14 +192,17 @@ TEST(CliCleaning, aCleaningKilledAtAnyMomentIsUndoneToTheLastByte) {
         const std::size_t inPlace = filesIn(tree.path("d"));
         const std::size_t inTrash = filesIn(trash + "/files");
         EXPECT_EQ(inPlace + inTrash, std::size_t{kCopies}) << "every copy in place or in the trash";
-        // Killed before its journal began (a slow build can be): nothing moved, nothing to undo.
-        if (inTrash == 0) continue;
         Cli history("--history --json", home);
         EXPECT_EQ(history.exitCode(), 0);
-        EXPECT_EQ(jsonNumber(history.output(), "restorable"), static_cast<long long>(inTrash))
-            << history.output();
+        // Killed before its journal began (a slow build can be): nothing moved, and the first
+        // round then has no cleaning to undo.
+        const bool none = history.output().find("\"id\"") == std::string::npos;
+        if (!none) {
+            EXPECT_EQ(jsonNumber(history.output(), "restorable"), static_cast<long long>(inTrash))
+                << history.output();
+        }
         Cli undo("--undo last", home);
-        EXPECT_EQ(undo.exitCode(), 0) << undo.output();
+        EXPECT_EQ(undo.exitCode(), none ? 2 : 0) << undo.output();
         EXPECT_EQ(filesIn(tree.path("d")), std::size_t{kCopies}) << "after " << inTrash << " moved";
         EXPECT_EQ(filesIn(trash + "/files") + filesIn(trash + "/info"), 0u);
         for (const auto& entry : fs::directory_iterator(tree.path("d")))

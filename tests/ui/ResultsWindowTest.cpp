@@ -3,6 +3,7 @@
 // information windows it opens, the file manager, and cleaning into the trash.
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include <QAction>
@@ -99,6 +100,21 @@ class ResultsWindowTest : public QObject {
         fixture->open();
         QTRY_COMPARE(files()->model()->rowCount(), 4);
         waitUntilSettled();
+    }
+    // In a results window opened by the main window's search of the four groups: once they are
+    // shown (and looked at), one keep option for all groups, then Clean.
+    void cleanEveryGroup(ViewControllerDuplicates& results, int segment,
+                         const std::function<void()>& lookFirst = {}) {
+        results.show();
+        QTRY_COMPARE(results.resultsModel().fileList.size(), std::size_t{4});
+        QTRY_VERIFY(!results.resultsModel().updating);
+        if (lookFirst) lookFirst();
+        child<QAbstractButton>(results, "checkApplyForAll")->click();
+        auto* control = child<SegmentedControl>(results, "segmentedControlKeep");
+        child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(segment)))->click();
+        QTRY_VERIFY(!results.resultsModel().updating);
+        child<QAbstractButton>(results, "buttonClean")->click();
+        QTRY_VERIFY(!results.isVisible());
     }
     void pressSpaceOnCopy(int row) {
         copies()->setCurrentIndex(copies()->model()->index(row, 1));
@@ -378,16 +394,7 @@ private Q_SLOTS:
         bool cleaned = false;
         main.setDuplicatesWindowRunner([&](QWidget& parent) {
             ViewControllerDuplicates results(fixture->services(), &parent);
-            results.show();
-            QTRY_COMPARE(results.resultsModel().fileList.size(), std::size_t{4});
-            QTRY_VERIFY(!results.resultsModel().updating);
-            child<QAbstractButton>(results, "checkApplyForAll")->click();
-            auto* control = child<SegmentedControl>(results, "segmentedControlKeep");
-            child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(KeepOldest)))
-                ->click();
-            QTRY_VERIFY(!results.resultsModel().updating);
-            child<QAbstractButton>(results, "buttonClean")->click();
-            QTRY_VERIFY(!results.isVisible());
+            cleanEveryGroup(results, KeepOldest);
             cleaned = true;
         });
         child<QAbstractButton>(main, "buttonFindDuplicateFiles")->click();
@@ -427,18 +434,10 @@ private Q_SLOTS:
         bool cleaned = false;
         main.setDuplicatesWindowRunner([&](QWidget& parent) {
             ViewControllerDuplicates results(fixture->services(), &parent);
-            results.show();
-            QTRY_COMPARE(results.resultsModel().fileList.size(), std::size_t{4});
-            QTRY_VERIFY(!results.resultsModel().updating);
-            auto* copies = child<QTableView>(results, "tableViewDuplicates")->model();
-            QVERIFY(!(copies->flags(copies->index(1, 0)) & Qt::ItemIsEnabled));  // Backup/...
-            child<QAbstractButton>(results, "checkApplyForAll")->click();
-            auto* control = child<SegmentedControl>(results, "segmentedControlKeep");
-            child<QToolButton>(*control, qPrintable(QStringLiteral("segment%1").arg(KeepAll)))
-                ->click();
-            QTRY_VERIFY(!results.resultsModel().updating);
-            child<QAbstractButton>(results, "buttonClean")->click();
-            QTRY_VERIFY(!results.isVisible());
+            cleanEveryGroup(results, KeepAll, [&] {
+                auto* copies = child<QTableView>(results, "tableViewDuplicates")->model();
+                QVERIFY(!(copies->flags(copies->index(1, 0)) & Qt::ItemIsEnabled));  // Backup/
+            });
             cleaned = true;
         });
         child<QAbstractButton>(main, "buttonFindDuplicateFiles")->click();

@@ -77,7 +77,7 @@ void applyCleaning(SettingsManager& settings, const CleaningPlan& plan, const Cl
     // A copy leaves its group once its removal was tried, whether or not it worked; copies
     // the checks kept back, or that the cleaning did not reach, stay.
     std::unordered_set<std::string_view> tried(report.removed.begin(), report.removed.end());
-    tried.insert(report.failed.begin(), report.failed.end());
+    for (const KeptCopy& copy : report.failed) tried.insert(copy.path);
     std::unordered_set<std::string> emptiedGroups;
     for (const CleaningPlan::Group& planned : plan.groups) {
         File& group = *planned.group;
@@ -125,8 +125,8 @@ std::string stayedText(const CleanReport& report) {
     if (report.kept.empty() && report.failed.empty() && report.notReached.empty()) return {};
     std::string text = "These copies were not removed:";
     for (const KeptCopy& copy : report.kept) text += "\n" + copy.path + ": " + copy.reason + ".";
-    for (const std::string& path : report.failed)
-        text += "\n" + path + ": it could not be removed.";
+    for (const KeptCopy& copy : report.failed)
+        text += "\n" + copy.path + ": it could not be removed: " + copy.reason + ".";
     const char* why = report.interrupted ? ": the cleaning was interrupted before it."
                                          : ": the cleaning stopped before it.";
     for (const std::string& path : report.notReached) text += "\n" + path + why;

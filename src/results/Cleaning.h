@@ -38,7 +38,9 @@ struct KeptCopy {
 struct CleanReport {
     CleanOutcome outcome = CleanOutcome::NothingSelected;
     std::vector<std::string> removed;
-    std::vector<std::string> failed;  // each failure also printed as an "Error:  " line
+    // Copies whose removal failed, with what the system said; each also printed as an
+    // "Error:  " line.
+    std::vector<KeptCopy> failed;
     std::vector<KeptCopy> kept;       // refused by the checks below; still in their groups
     // Selected copies the cleaning did not reach: it was interrupted, or it stopped because a
     // copy that stays turned out to share its data with one just removed. Still in their groups.

@@ -273,7 +273,10 @@ void Removal::remove(OpenCopy& copy, const OpenCopy* keeper) {
     if (error) {
         platform::console("Error:  " + *error);
         journal_.outcome(path, "failed", *error);
-        report_.failed.push_back(path);
+        // The report names the copy once: the system's text without the path it starts with.
+        const std::string named = "\"" + path + "\": ";
+        report_.failed.push_back(
+            {path, error->starts_with(named) ? error->substr(named.size()) : *error});
         return;
     }
     // A copy that stays and shared its data with this one in a way no identity shows is gone

@@ -61,7 +61,9 @@ std::int64_t MessageBoxAlerts::runModal(const Alert& alert) {
         buttons.push_back(box.addButton(withMnemonic(title), QMessageBox::ActionRole));
     }
     if (buttons.empty()) buttons.push_back(box.addButton(QMessageBox::Ok));
-    box.setDefaultButton(buttons.front());
+    // Every yes-or-no question here asks before something is removed, forgotten or put back:
+    // Return, like Escape, answers "No", so that no single key press does it.
+    box.setDefaultButton(buttons.size() == 2 ? buttons.back() : buttons.front());
     // Escape and the close button answer "No" to a question; of a three-way question they
     // take the middle answer, the one that decides nothing ("Remind me later").
     const std::size_t dismissal = buttons.size() > 2 ? 1 : buttons.size() - 1;

@@ -7,10 +7,10 @@ namespace kelvora {
 
 class MessageBoxAlerts final : public Alerts {
 public:
-    // The buttons keep the written order whatever the desktop's button layout; the first is
-    // the default (Return). Escape and the window's close button answer a question with its
-    // last button, the cautious one, and a three-way question with the middle one, which
-    // decides nothing.
+    // The buttons keep the written order whatever the desktop's button layout. Return answers
+    // a yes-or-no question with "No" and any other alert with its first button. Escape and the
+    // window's close button answer a question with its last button, the cautious one, and a
+    // three-way question with the middle one, which decides nothing.
     std::int64_t runModal(const Alert& alert) override;
 };
 

@@ -69,6 +69,7 @@ ViewControllerDuplicates::ViewControllerDuplicates(DuplicatesWindowServices serv
     ui->splitterTables->setStretchFactor(0, 3);
     ui->splitterTables->setStretchFactor(1, 2);
     setUpTables();
+    showRemovalMode();
     connectActions();
     addWindowActions(*this);
     // Keyboard work starts in the list of groups.
@@ -227,6 +228,23 @@ void ViewControllerDuplicates::selectGroupRow(std::int64_t row) {
         }
     }
     model_->OnGroupSelectionChanged(exists ? row : -1);
+}
+
+// Below the space saved, what Clean will do with the checked copies, as the main window's
+// setting says: no one should learn only from the question that removal is permanent.
+void ViewControllerDuplicates::showRemovalMode() {
+    auto* label = new QLabel(this);
+    label->setObjectName(QStringLiteral("labelRemovalMode"));
+    label->setWordWrap(true);
+    label->setText(settingsManager.moveToTrash
+                       ? tr("Clean moves the checked copies to the trash.")
+                       : tr("Clean deletes the checked copies permanently."));
+    if (!settingsManager.moveToTrash) {
+        QFont font = label->font();
+        font.setBold(true);
+        label->setFont(font);
+    }
+    ui->layoutSide->insertWidget(2, label);
 }
 
 void ViewControllerDuplicates::closeWindow() {

@@ -89,6 +89,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void showRemovalMode();
     // CustomKeepWindow: the custom keep window, run over this one.
     void runModal(const FileList& shownGroups) override;
 

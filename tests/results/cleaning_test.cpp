@@ -137,14 +137,19 @@ TEST_F(Cleaning, failedRemovalsAreReportedAndTheWindowClosesWhenNothingIsLeft) {
     fs::remove_all(trash);
     if (fs::exists(aside)) fs::rename(aside, trash);
 
-    EXPECT_EQ(report.failed, std::vector<std::string>{tree.path("b/two.txt")});
+    ASSERT_EQ(report.failed.size(), 1u);
+    EXPECT_EQ(report.failed[0].path, tree.path("b/two.txt"));
+    EXPECT_NE(report.failed[0].reason.find("Not a directory"), std::string::npos)
+        << report.failed[0].reason;
     EXPECT_TRUE(fs::exists(tree.path("b/two.txt"))) << "never deleted instead";
     EXPECT_TRUE(console.anyStartsWith("Error:  "));
     EXPECT_TRUE(results.settings.duplicateFileList.empty());
     ASSERT_EQ(texts(results.alerts).size(), 2u);
     EXPECT_EQ(texts(results.alerts)[0], kCleaned);
     EXPECT_EQ(texts(results.alerts)[1], "These copies were not removed:\n" +
-                                            tree.path("b/two.txt") + ": it could not be removed.");
+                                            tree.path("b/two.txt") +
+                                            ": it could not be removed: the trash \"" +
+                                            trash.string() + "\" cannot be used: Not a directory.");
     EXPECT_TRUE(results.view.closed);
 }
 

@@ -92,13 +92,14 @@ class MainWindowTest : public QObject {
 
 private Q_SLOTS:
     // Escape and the close button answer a question with its cautious "No", and the rating
-    // question with "Remind me later", which stores nothing.
+    // question with "Remind me later", which stores nothing; Return answers a question "No".
     void dismissingAnAlertDecidesNothing() {
         MessageBoxAlerts alerts;
         const std::vector<std::string> question = {"Yes", "No"};
         const std::vector<std::string> rating = {"Yes, Rate Kelvora", "Remind me later",
                                                  "No, Thanks"};
-        for (const bool byClose : {false, true}) {
+        for (const int key : {int{Qt::Key_Escape}, 0, int{Qt::Key_Return}}) {
+            const bool byClose = key == 0;
             for (const auto* buttons : {&question, &rating}) {
                 QTimer dismiss;
                 connect(&dismiss, &QTimer::timeout, this, [&] {
@@ -108,12 +109,14 @@ private Q_SLOTS:
                         if (byClose) {
                             box->close();
                         } else {
-                            QTest::keyClick(box, Qt::Key_Escape);
+                            QTest::keyClick(box, static_cast<Qt::Key>(key));
                         }
                     }
                 });
                 dismiss.start(10);
-                QCOMPARE(alerts.runModal({"Well?", *buttons}), kSecondButton);
+                const bool returnOnRating = key == Qt::Key_Return && buttons == &rating;
+                QCOMPARE(alerts.runModal({"Well?", *buttons}),
+                         returnOnRating ? kFirstButton : kSecondButton);
             }
         }
     }

@@ -130,6 +130,8 @@ private Q_SLOTS:
 
     void opensWithEveryGroupItsSharesAndNothingSelected() {
         openAndSettle();
+        QCOMPARE(text("labelRemovalMode"),
+                 QStringLiteral("Clean moves the checked copies to the trash."));
         QCOMPARE(cell(0, 1), QStringLiteral("bundle.zip"));
         QCOMPARE(cell(0, 2), QStringLiteral("6.8 KB"));
         QCOMPARE(cell(0, 3), QStringLiteral("0/2"));

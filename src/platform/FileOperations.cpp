@@ -101,6 +101,8 @@ std::optional<std::string> removeFolder(int parent, const std::string& name,
     return std::nullopt;
 }
 
+}  // namespace
+
 // The folder that holds the item, opened, and the item's name in it: the trash of the
 // item's volume is found from that folder, and the move is made through it.
 Result<FileHandle> openHoldingFolder(const std::string& path, std::string_view name) {
@@ -119,8 +121,6 @@ Result<FileHandle> openHoldingFolder(const std::string& path, std::string_view n
     if (!handle.valid()) return Result<FileHandle>::failure(errorDescription(path, errno));
     return handle;
 }
-
-}  // namespace
 
 std::optional<std::string> removeEntry(int parentFd, const std::string& name,
                                        const std::string& path) {

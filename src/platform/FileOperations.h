@@ -4,6 +4,10 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+
+#include "platform/FileSystem.h"
+#include "platform/Result.h"
 
 namespace kelvora::platform {
 
@@ -14,6 +18,10 @@ std::optional<std::string> trashItem(const std::string& path);
 // Deletes the item; a folder (a package) with everything inside it. A link is removed, not
 // what it points to. nullopt on success.
 std::optional<std::string> removeItem(const std::string& path);
+
+// The folder that holds the item at path, opened, for *at() calls on the item's own name
+// (`name`, its last component); errors name the item.
+Result<FileHandle> openHoldingFolder(const std::string& path, std::string_view name);
 
 // The same for the entry `name` of an open folder (or a path, with AT_FDCWD); `path` is the
 // entry's whole path for the error texts.

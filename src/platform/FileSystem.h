@@ -124,6 +124,10 @@ enum class DateAttribute { Creation, Modification };
 // time elsewhere. Nothing when the item's attributes cannot be read.
 std::optional<Date> itemDate(const std::string& path, DateAttribute attribute);
 
+// Kelvora's folder for what it keeps between runs that is not configuration: the lock and
+// the cleanings' journals. $XDG_STATE_HOME/kelvora, or ~/.local/state/kelvora.
+std::string userStateFolder();
+
 // Makes the folder and its missing parents, each private to the user: 0 or the errno.
 int makePrivateFolders(const std::string& path);
 

@@ -18,10 +18,7 @@ namespace {
 std::string lockFolder() {
     if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && runtime[0] == '/')
         return std::string(runtime) + "/kelvora";
-    if (const char* state = std::getenv("XDG_STATE_HOME"); state && state[0] == '/')
-        return std::string(state) + "/kelvora";
-    const char* home = std::getenv("HOME");
-    return std::string(home != nullptr ? home : "") + "/.local/state/kelvora";
+    return userStateFolder();
 }
 
 }  // namespace

@@ -84,10 +84,7 @@ void readLine(const JsonMembers& line, JournalRecord& record,
 }  // namespace
 
 std::string cleaningsFolder() {
-    if (const char* state = std::getenv("XDG_STATE_HOME"); state && state[0] == '/')
-        return std::string(state) + "/kelvora/cleanings";
-    const char* home = std::getenv("HOME");
-    return std::string(home != nullptr ? home : "") + "/.local/state/kelvora/cleanings";
+    return platform::userStateFolder() + "/cleanings";
 }
 
 platform::Result<std::unique_ptr<CleaningJournal>> CleaningJournal::begin(const CleaningPlan& plan,

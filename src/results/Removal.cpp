@@ -9,7 +9,6 @@
 #include <limits.h>
 #include <unistd.h>
 
-#include <memory>
 #include <optional>
 
 #include "engine/FileTools.h"
@@ -60,11 +59,10 @@ platform::Result<OpenCopy> openCopy(const DuplicateFile& member) {
     using Failure = platform::Result<OpenCopy>;
     OpenCopy copy;
     copy.member = &member;
-    auto folder = platform::openPath(platform::deletingLastPathComponent(member.path),
-                                     O_RDONLY | O_DIRECTORY);
+    copy.name = std::string(platform::lastPathComponent(member.path));
+    auto folder = platform::openHoldingFolder(member.path, copy.name);
     if (!folder) return Failure::failure(folder.error());
     copy.folder = std::move(*folder);
-    copy.name = std::string(platform::lastPathComponent(member.path));
     auto entry = platform::attributesAt(copy.folder.get(), copy.name.c_str(), false, member.path);
     if (!entry) return Failure::failure(entry.error());
     copy.entry = *entry;

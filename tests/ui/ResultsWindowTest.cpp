@@ -22,6 +22,7 @@
 #include "ResultsWindowSupport.h"
 #include "core/Texts.h"
 #include "ui/CleaningHistoryWindow.h"
+#include "ui/RevealInFileManager.h"
 #include "ui/SegmentedControl.h"
 #include "ui/ViewController.h"
 #include "ui/ViewControllerCustomKeep.h"
@@ -270,6 +271,21 @@ private Q_SLOTS:
         QCOMPARE(name, QStringLiteral("bundle"));
         QCOMPARE(extension, QStringLiteral("zip"));
         QCOMPARE(size, QStringLiteral("6.8 KB"));
+    }
+
+    // The file manager gets the bytes of the name, whatever they are: a name that is not
+    // UTF-8 decoded to text would address a file that does not exist.
+    void theFileManagerIsGivenTheNameByteForByte() {
+        const std::string path = fixture->tree.createFile("odd \xff name%\n#?.txt", "x");
+        const QUrl url = fileUrl(path);
+        const QByteArray encoded = url.toString(QUrl::FullyEncoded).toUtf8();
+        QVERIFY2(
+            encoded.startsWith("file:///") && encoded.endsWith("/odd%20%FF%20name%25%0A%23%3F.txt"),
+            encoded.constData());
+        const QByteArray back =
+            QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+        QCOMPARE(back.toStdString(), path);
+        QVERIFY(fs::exists(fs::path(back.toStdString())));
     }
 
     void cleaningTrashesCheckedCopiesAndClosesWhenNothingIsLeft() {

@@ -23,6 +23,7 @@
 #include <sys/stat.h>
 
 #include "KelvoraVersion.h"
+#include "KeyboardChecks.h"
 #include "UiTestSupport.h"
 #include "support/TempTree.h"
 #include "ui/AppShell.h"
@@ -30,6 +31,7 @@
 #include "ui/FolderListModel.h"
 #include "ui/MessageBoxAlerts.h"
 #include "ui/ViewController.h"
+#include "ui/ViewControllerProgress.h"
 
 using namespace kelvora;
 using namespace kelvora::testing;
@@ -509,6 +511,16 @@ private Q_SLOTS:
         QVERIFY(shown.contains(QString::fromLatin1(kVersionText)));
         QVERIFY(shown.contains("MIT"));
         QVERIFY(shown.contains(kHomePageAddress));
+    }
+
+    void everyAltLetterBelongsToOneControlAndTabsInReadingOrder() {
+        child<QRadioButton>(*window, "radioCustomFileTypes")->click();
+        KELVORA_VERIFY_KEYBOARD(*window);
+        ViewControllerProgress progress(fixture->services(false), window.get());
+        KELVORA_VERIFY_KEYBOARD(progress);
+        progress.cancelSearch();
+        fixture->manualBackground.runOnWorker();
+        QTRY_VERIFY(!progress.isVisible());
     }
 
     void theFolderPanelChoosesSeveralFolders() {

@@ -19,6 +19,7 @@
 #include <QTimer>
 #include <QToolButton>
 
+#include "KeyboardChecks.h"
 #include "ResultsWindowSupport.h"
 #include "core/Texts.h"
 #include "ui/CleaningHistoryWindow.h"
@@ -271,6 +272,22 @@ private Q_SLOTS:
         QCOMPARE(name, QStringLiteral("bundle"));
         QCOMPARE(extension, QStringLiteral("zip"));
         QCOMPARE(size, QStringLiteral("6.8 KB"));
+    }
+
+    // Each window, with every control a keyboard user can reach enabled.
+    void everyWindowGivesEachAltLetterToOneControlAndTabsInReadingOrder() {
+        openAndSettle();
+        copies()->selectRow(0);
+        KELVORA_VERIFY_KEYBOARD(window());
+
+        ViewControllerCustomKeep custom(settings(), fixture->ui.alerts, fixture->ui.panels,
+                                        settings().duplicateFileList, &window());
+        KELVORA_VERIFY_KEYBOARD(custom);
+        ViewControllerInfo info(settings(), fixture->ui.manualBackground, platform::mainQueue(),
+                                &window());
+        KELVORA_VERIFY_KEYBOARD(info);
+        CleaningHistoryWindow history(fixture->ui.alerts, &window());
+        KELVORA_VERIFY_KEYBOARD(history);
     }
 
     // The file manager gets the bytes of the name, whatever they are: a name that is not

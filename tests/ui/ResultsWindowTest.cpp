@@ -222,6 +222,22 @@ private Q_SLOTS:
         QTRY_COMPARE(spaceSaved(), QStringLiteral("0 B"));
     }
 
+    void theOverviewFollowsTheGroupsShownAndEverySelection() {
+        openAndSettle();
+        QCOMPARE(text("labelOverview"), "4 groups shown; 0 of 9 copies selected, 0 B in all.");
+        pressSpaceOnCopy(1);
+        QTRY_COMPARE(text("labelOverview"),
+                     "4 groups shown; 1 of 9 copies selected, 6.8 KB in all.");
+        click("checkApplyForAll");
+        clickSegment(KeepAll);
+        QTRY_COMPARE(text("labelOverview"),
+                     "4 groups shown; 9 of 9 copies selected, " + spaceSaved() + " in all.");
+        for (const char* category : {"checkArchives", "checkDocuments", "checkMusic"})
+            click(category);
+        QTRY_COMPARE(text("labelOverview"),
+                     "1 group shown; 3 of 3 copies selected, " + spaceSaved() + " in all.");
+    }
+
     void theCustomOptionRunsItsWindowAndCancelGoesBack() {
         openAndSettle();
         files()->selectRow(3);

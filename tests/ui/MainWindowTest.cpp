@@ -3,6 +3,7 @@
 #include <QAbstractItemModelTester>
 #include <QAction>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QDesktopServices>
 #include <QDragEnterEvent>
 #include <QFileDialog>
@@ -121,6 +122,35 @@ private Q_SLOTS:
                          returnOnRating ? kFirstButton : kSecondButton);
             }
         }
+    }
+
+    // A report of the copies that stayed is for keeping: Ctrl+C takes the whole of it, and one
+    // too long for the screen is shown whole in the details, behind its OK.
+    void aLongReportCanBeCopiedWholeAndStillFitsTheScreen() {
+        QString report = QStringLiteral("These copies were not removed:");
+        for (int i = 0; i < 40; ++i)
+            report += QStringLiteral("\n/data/copy %1.jpg: permission denied.").arg(i);
+        QGuiApplication::clipboard()->clear();
+        QString shown;
+        QString details;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr || !box->isVisible()) return;
+            look.stop();
+            shown = box->informativeText();
+            details = box->detailedText();
+            box->activateWindow();
+            QTest::keyClick(box, Qt::Key_C, Qt::ControlModifier);
+            QTest::keyClick(box, Qt::Key_Return);
+        });
+        look.start(10);
+        QCOMPARE(MessageBoxAlerts().runModal({report.toStdString(), {"OK"}}), kFirstButton);
+        QCOMPARE(QGuiApplication::clipboard()->text(), report);
+        QCOMPARE(details, report);
+        QVERIFY(shown.count(QLatin1Char('\n')) <= 16);
+        QVERIFY(
+            shown.startsWith(QStringLiteral("These copies were not removed:\n/data/copy 0.jpg")));
     }
 
     void init() {

@@ -193,7 +193,7 @@ void ViewControllerDuplicates::setCategoryShare(FileCategory category, double ba
 
 void ViewControllerDuplicates::setSpaceSaved(const std::string& sizeText, TextColour colour) {
     QPalette palette = this->palette();
-    if (const auto qt = qtColour(colour)) palette.setColor(QPalette::WindowText, *qt);
+    if (const auto qt = qtColour(colour, palette)) palette.setColor(QPalette::WindowText, *qt);
     ui->labelSpaceSaved->setPalette(palette);
     ui->labelSpaceSaved->setText(QString::fromStdString(sizeText));
     spaceSavedText_ = QString::fromStdString(sizeText);
@@ -213,12 +213,14 @@ void ViewControllerDuplicates::showOverview() {
     }
     const QString groups =
         shown.size() == 1 ? tr("1 group shown") : tr("%1 groups shown").arg(shown.size());
-    overview_->setText(
-        tr("%1; %2 of %3 copies selected, %4 in all.")
-            .arg(groups)
-            .arg(selected)
-            .arg(copies)
-            .arg(spaceSavedText_.isEmpty() ? QStringLiteral("0 B") : spaceSavedText_));
+    // A size is not broken between its number and its unit where the line wraps.
+    QString space = spaceSavedText_.isEmpty() ? QStringLiteral("0 B") : spaceSavedText_;
+    space.replace(QLatin1Char(' '), QChar::Nbsp);
+    overview_->setText(tr("%1; %2 of %3 copies selected, %4 in all.")
+                           .arg(groups)
+                           .arg(selected)
+                           .arg(copies)
+                           .arg(space));
 }
 
 void ViewControllerDuplicates::setBusy(bool busy) {

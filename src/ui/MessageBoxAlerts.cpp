@@ -38,11 +38,16 @@ QString withMnemonic(const std::string& title) {
 
 // A box with an empty message text sizes itself for the empty text, and wraps even a short
 // sentence after a word or two; the empty label would also leave a gap above the sentence.
-void giveRoomToRead(QMessageBox& box) {
+// A report's lines (a path and why it stayed) get room to stand on a line each where they can.
+void giveRoomToRead(QMessageBox& box, const QString& text) {
     if (auto* empty = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) empty->hide();
     auto* grid = qobject_cast<QGridLayout*>(box.layout());
     if (grid == nullptr) return;
-    const int width = box.fontMetrics().averageCharWidth() * 50;
+    qsizetype longest = 0;
+    for (const QString& line : text.split(QLatin1Char('\n')))
+        longest = std::max(longest, line.size());
+    const int width = box.fontMetrics().averageCharWidth() *
+                      static_cast<int>(std::clamp<qsizetype>(longest, 50, 90));
     grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Fixed),
                   grid->rowCount(), 0, 1, grid->columnCount());
 }
@@ -75,7 +80,7 @@ std::int64_t MessageBoxAlerts::runModal(const Alert& alert) {
     box.setWindowTitle(QStringLiteral("Kelvora"));
     box.setText(QString());
     box.setInformativeText(QString::fromStdString(alert.informativeText));
-    giveRoomToRead(box);
+    giveRoomToRead(box, box.informativeText());
 
     // One role for all keeps them in the order given: the desktop layouts sort by role.
     std::vector<QPushButton*> buttons;

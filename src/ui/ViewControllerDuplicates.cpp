@@ -76,6 +76,7 @@ ViewControllerDuplicates::ViewControllerDuplicates(DuplicatesWindowServices serv
     showRemovalMode();
     connectActions();
     addWindowActions(*this);
+    fitOnScreen(*this);
     // Keyboard work starts in the list of groups.
     ui->tableViewFiles->setFocus(Qt::OtherFocusReason);
 

@@ -15,6 +15,7 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSlider>
 #include <QTableView>
 #include <QTest>
@@ -541,6 +542,18 @@ private Q_SLOTS:
         QVERIFY(shown.contains(QString::fromLatin1(kVersionText)));
         QVERIFY(shown.contains("MIT"));
         QVERIFY(shown.contains(kHomePageAddress));
+    }
+
+    // At a large scale factor a window laid out for an ordinary screen is larger than the
+    // screen, and Find Duplicates would lie beyond its edge.
+    void aWindowTooLargeForTheScreenIsShrunkToFitIt() {
+        const QSize room = window->screen()->availableGeometry().size();
+        QVERIFY(window->height() <= room.height());
+        window->resize(room * 3);
+        fitOnScreen(*window);
+        QVERIFY(window->width() <= room.width() && window->height() <= room.height());
+        QVERIFY(window->width() >= window->minimumSizeHint().width());
+        QVERIFY(window->height() >= window->minimumSizeHint().height());
     }
 
     void everyAltLetterBelongsToOneControlAndTabsInReadingOrder() {

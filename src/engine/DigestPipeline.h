@@ -38,14 +38,13 @@ public:
     // Blocks until every file of index's run of equal sizes is settled: its digest known, or
     // known to differ from every other file of the run. False when the search was canceled.
     bool waitFor(std::size_t index);
-    // True when both settled files have the same MD5 digest, as the one-by-one search
-    // compares them: an unreadable file has the digest of no bytes, a file that changed size
-    // since the walk equals nothing, and a file whose first bytes differ from those of every
-    // other file of its size is never read whole and equals nothing either.
-    bool sameDigest(std::size_t a, std::size_t b) const {
-        const Digest& first = digest(a);
-        const Digest& second = digest(b);
-        return first.state == kHashed && second.state == kHashed && first.bytes == second.bytes;
+    // The MD5 digest of a settled file, as the one-by-one search compares them: an unreadable
+    // file has the digest of no bytes; a file that changed size since the walk, or whose
+    // first bytes differ from those of every other file of its size (never read whole), has
+    // none and equals nothing.
+    const platform::Md5Digest* hashedDigest(std::size_t index) const {
+        const Digest& settled = digest(index);
+        return settled.state == kHashed ? &settled.bytes : nullptr;
     }
     // Frees what is kept of the files before index, which the loop has passed; asking for
     // them afterwards is an error.

@@ -167,7 +167,21 @@ private:
     bool sameDigest(File& a, File& b);
     // Marks the file unreadable when its contents cannot be read.
     std::string digestOfScannedFile(File& file);
-    bool sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b);
+    // A run of equal sizes below the hash threshold, linked once its digests are settled:
+    // for each file, the next file of the run with the same contents.
+    struct RunLinks {
+        static constexpr std::size_t kNone = SIZE_MAX;
+        static constexpr std::uint32_t kUnlinked = UINT32_MAX;
+        std::size_t begin = 0;
+        std::size_t end = 0;
+        std::vector<std::uint32_t> following;  // by position in the run
+        std::size_t next(std::size_t index) const {
+            const std::uint32_t at = following[index - begin];
+            return at == kUnlinked ? kNone : begin + at;
+        }
+    };
+    // Links the run that begins at begin; false when the search was canceled.
+    bool linkRun(DigestPipeline& pipeline, std::size_t begin, RunLinks& links);
     DuplicateFile scannedMember(std::size_t index) const;
 
     platform::NotificationCenter& center_;

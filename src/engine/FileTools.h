@@ -128,6 +128,7 @@ private:
     using FileIdSet = IdentitySet;
 
     struct WalkFrame;
+    struct WalkFolder;
     void walk(const std::vector<std::string>& paths, std::uint64_t minimumSize,
               std::uint64_t maximumSize, bool ignorePackages,
               const std::vector<std::string>& extensions);
@@ -141,12 +142,16 @@ private:
     WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
     // real: where path really leads when a link on the way makes that another place, else
     // empty.
-    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, std::string real);
+    // parent: the folder that holds it, in scanned_'s folder table; ScanList::kNoParent for
+    // a chosen folder.
+    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, std::string real,
+                   std::uint32_t parent);
     void addListedFolder(WalkFrame& frame, std::string path,
-                         std::shared_ptr<StatAhead::Listing> listing, std::string real);
+                         std::shared_ptr<StatAhead::Listing> listing, std::string real,
+                         std::uint32_t parent);
     void pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
                     std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing,
-                    std::string real);
+                    std::string real, std::uint32_t parent);
     void lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                 std::uint64_t maximumSize, const std::vector<std::string>& extensions);
     bool claimObject(const platform::Attributes& item, const platform::Attributes& target);
@@ -159,10 +164,13 @@ private:
     // path, when it differs from path, is in entryReal_.
     void enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
                      std::string path, bool ignorePackages,
-                     std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink);
+                     std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink,
+                     std::uint32_t parentScanned);
     int folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder);
+    std::string_view folderPath(const WalkFolder& folder) const;
     void keepWithinFolderBudget(std::vector<WalkFrame>& stack);
     void popFrame(std::vector<WalkFrame>& stack);
+    void reopenParentFromChild(std::vector<WalkFrame>& stack);
     FileList buildResult();
     bool sameDigest(File& a, File& b);
     // Marks the file unreadable when its contents cannot be read.
@@ -199,6 +207,9 @@ private:
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;
     std::string entryPath_;  // the path of the entry the walk looks at
+    // The path of the deepest folder the walk has entered below a chosen one; the folders on
+    // the stack hold their lengths.
+    std::string walkPath_;
     // Where that entry really is, when a link makes its path's text say otherwise; else empty.
     std::string entryReal_;
     // Where the folders reached through links really are, during a walk; the first is empty.

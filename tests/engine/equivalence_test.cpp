@@ -388,6 +388,54 @@ TEST(HostileTrees, specialFilesAreNeverListedOrOpened) {
               std::vector<std::string>{"d/regular"});
 }
 
+// Deeper than the folders the walk may keep open: coming back up, each folder closed on the
+// way down is opened again, and its files are found in it, whether the folder below was
+// entered by its name or through a link (whose ".." is another folder).
+TEST(HostileTrees, aTreeDeeperThanTheOpenFoldersIsWalkedWhole) {
+    testing::TempTree tree;
+    testing::TempTree elsewhere;
+    constexpr int kLevels = 300;
+    constexpr int kLinkAt = 60;  // this level's folder "a" is a link to elsewhere's root
+    const auto chain = [](int levels) {
+        std::string path;
+        for (int k = 0; k < levels; ++k) path += "a/";
+        return path;
+    };
+    std::vector<std::string> expected;
+    for (int level = 0; level < kLevels; ++level) {
+        // "a" comes before "z.bin": each file is looked at after the walk comes back up.
+        const std::string contents = "pair " + std::to_string(level / 2);
+        if (level <= kLinkAt) {
+            tree.createFile(chain(level) + "z.bin", contents);
+        } else {
+            elsewhere.createFile(chain(level - kLinkAt - 1) + "z.bin", contents);
+        }
+        expected.push_back(tree.path(chain(level) + "z.bin"));
+    }
+    tree.createSymlink(chain(kLinkAt) + "a", elsewhere.root());
+    std::sort(expected.begin(), expected.end());
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    struct rlimit low = saved;
+    low.rlim_cur = std::min<rlim_t>(saved.rlim_cur, 532);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    for (const unsigned threads : {0u, 2u}) {
+        testing::EngineHarness engine;
+        FileTools tools = engine.tools();
+        tools.hashThreads = threads;
+        const FileList groups = tools.findDuplicateGroups({tree.root()}, 0, UINT64_MAX, true, {});
+        std::vector<std::string> found;
+        for (const FilePtr& group : groups) {
+            found.push_back(group->path);
+            for (const DuplicateFile& member : group->duplicates) found.push_back(member.path);
+        }
+        std::sort(found.begin(), found.end());
+        EXPECT_EQ(groups.size(), static_cast<std::size_t>(kLevels / 2)) << threads << " threads";
+        EXPECT_EQ(found, expected) << threads << " threads";
+    }
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &saved), 0);
+}
+
 TEST(HostileTrees, pathsLongerThanTheSystemLimitAreFoundAndGrouped) {
     testing::TempTree tree;
     tree.createFilled("top.bin", 5000, 'd');

@@ -70,15 +70,16 @@ std::uint64_t quickHash(std::string_view bytes) {
 // What one worker thread keeps between the runs it settles.
 class DigestPipeline::Worker {
 public:
-    // The batch buffers are not cleared, only given their pages: a search of any size
-    // fills them over and over.
+    // Neither the batch buffers nor kept are cleared or given their pages ahead: a page
+    // comes when bytes first reach it, so a small search, or one of small files, holds only
+    // the memory its reads fill (a file read whole fills a quarter of its slot on average).
     explicit Worker(bool batchedReads)
         : reads(batchedReads),
-          buffers(reads.active()
-                      ? platform::populatedArray<char>(platform::PrefixReads::kBatch * kSlot)
-                      : nullptr) {
+          buffers(reads.active() ? std::make_unique_for_overwrite<char[]>(
+                                       platform::PrefixReads::kBatch * kSlot)
+                                 : nullptr) {
         // Reserved once, so that nothing is moved.
-        platform::reservePopulated(kept, kKeptBytes);
+        kept.reserve(kKeptBytes);
     }
 
     struct Look {

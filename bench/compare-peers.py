@@ -128,12 +128,13 @@ def floor_seconds(kelvora, folder, runs, work, cold=False):
     hashing = hashed / speed / cores
     reading = 0.0
     if cold:
-        # The same files read once from a cold cache by as many readers as there are cores.
+        # The same files read once from a cold cache, by sixteen readers: as many reads in
+        # flight as a finder that reads ahead may keep.
         listing = os.path.join(work, "copies.txt")
         with open(listing, "w", errors="surrogateescape") as out:
             out.write("\0".join(files))
-        reading = median_seconds({"read": ["sh", "-c", "xargs -0 -P %d -n 64 cat < %s" %
-                                           (cores, listing)]}, runs, work, True)["read"]
+        reading = median_seconds({"read": ["sh", "-c", "xargs -0 -P 16 -n 16 cat < %s" %
+                                           listing]}, runs, work, True)["read"]
     floor = walk + max(hashing, reading)
     print("%s floor: walk %.3f s + the larger of MD5 of %.1f MiB at %.0f MB/s on %d cores "
           "(%.3f s) and reading it (%.3f s) = %.3f s" %

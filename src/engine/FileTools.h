@@ -13,6 +13,7 @@
 #include "engine/IdentitySet.h"
 #include "engine/ScanList.h"
 #include "engine/StatAhead.h"
+#include "platform/DigestCache.h"
 #include "platform/FileSystem.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
@@ -123,6 +124,9 @@ public:
     // With hash threads: read the first bytes of files in kernel batches where the system
     // allows it. Off, every file is read with ordinary calls; the results are the same.
     bool batchedReads = true;
+    // With hash threads: what earlier searches learned of the files' contents, or null.
+    // Not owned; it must outlive the search.
+    platform::DigestCache* digestCache = nullptr;
 
 private:
     using FileIdSet = IdentitySet;

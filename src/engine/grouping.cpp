@@ -143,7 +143,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         scanned_.reorder(std::move(order));
     }
     DigestPipeline pipeline(scanned_, settingsManager.searchCanceledByUser, hashThreads,
-                            batchedReads, &folderHandles_);
+                            batchedReads, &folderHandles_, digestCache);
     const auto fileAt = [&](std::size_t position) {
         FilePtr file = scanned_.file(position);
         file->MD5Hash = pipeline.digestText(position);
@@ -187,6 +187,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         }
     }
     postProgress(static_cast<std::int64_t>(n));
+    if (digestCache != nullptr && !canceled()) digestCache->store(pipeline.takeLearned());
     if (!withSingles) return canceled() ? stop() : groups;
     for (std::size_t position = 0; position < n; ++position) {
         if (!all[position]) all[position] = fileAt(position);

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/File.h"
@@ -179,6 +181,8 @@ private:
     // What the walk found, while the search runs.
     ScanList scanned_;
     FileIdSet listedObjects_;
+    // Objects listed through links under the links' own sizes: device, inode, that size.
+    std::set<std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>> linkClaims_;
     bool rememberEveryObject_ = false;
     FileIdSet walkedFolders_;
     StatAhead* statAhead_ = nullptr;  // during a walk with hash threads

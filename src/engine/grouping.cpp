@@ -53,6 +53,7 @@ FileList FileTools::search(const std::vector<std::string>& paths, std::uint64_t 
     } closeFolders{folderHandles_, scanned_};
     // What the walk met is not needed past the walk.
     listedObjects_ = {};
+    linkClaims_ = {};
     rememberEveryObject_ = false;
     walkedFolders_ = {};
     if (canceled()) {

@@ -114,17 +114,59 @@ def floor_seconds(kelvora, folder, runs, work):
     return walk + hashed / speed / cores
 
 
+def rescan(commands, folder, runs, work):
+    """Each tool's second run of the same tree: its own cache (kelvora-cli's digest cache,
+    rmlint's extended attributes with --xattr) filled by a first run, then timed with the
+    page cache warm and, as root, with it dropped before each run; beside a metadata walk."""
+    again = {name: list(command) for name, command in commands.items()}
+    again["kelvora-cli"] = [part for part in again["kelvora-cli"] if part != "--no-cache"]
+    if "rmlint" in again:
+        again["rmlint"].insert(1, "--xattr")
+    for command in again.values():
+        subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    again["find (walk)"] = ["find", folder, "-type", "f", "-printf", "%s\\n"]
+    drop = "sync; echo 3 > /proc/sys/vm/drop_caches"
+    medians = {}
+    for kind, prepare in (("warm", None), ("cold", drop)):
+        if prepare and os.geteuid() != 0:
+            print("cold runs need root to drop the page cache: left out")
+            continue
+        export = os.path.join(work, "rescan-%s.json" % kind)
+        arguments = ["hyperfine", "--runs", str(runs), "--style", "none", "--export-json", export]
+        arguments += ["--prepare", prepare] if prepare else ["--warmup", "1"]
+        for name, command in again.items():
+            arguments += ["-n", name, " ".join("'%s'" % p for p in command) + " > /dev/null 2>&1"]
+        subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL)
+        with open(export) as data:
+            medians[kind] = {r["command"]: r["median"] for r in json.load(data)["results"]}
+    walk = medians["warm"]["find (walk)"]
+    print("\n| tool, second run | warm | ratio to the walk | cold | ratio to the cold walk "
+          "| peak memory |")
+    print("|---|---|---|---|---|---|")
+    for name, command in again.items():
+        cold = medians.get("cold", {})
+        print("| %s | %.3f s | %.2f | %s | %s | %.1f MiB |" % (
+            name, medians["warm"][name], medians["warm"][name] / walk,
+            "%.3f s" % cold[name] if cold else "-",
+            "%.2f" % (cold[name] / cold["find (walk)"]) if cold else "-",
+            peak_kib(command) / 1024))
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("folder")
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--kelvora", default=KELVORA)
     parser.add_argument("--only", help="comma-separated peers to run (default: all installed)")
+    parser.add_argument("--rescan", action="store_true",
+                        help="also time each tool's second run, with its own cache where it has one")
     args = parser.parse_args()
     folder = os.path.abspath(args.folder)
 
     with tempfile.TemporaryDirectory() as work:
-        commands = {"kelvora-cli": [args.kelvora, "--min-size", "1", "--quiet", folder]}
+        # A first search: the digest cache would make every timed run a second one.
+        commands = {"kelvora-cli": [args.kelvora, "--min-size", "1", "--quiet", "--no-cache",
+                                    folder]}
         wanted = args.only.split(",") if args.only else None
         for name, command in peers(folder, work).items():
             if shutil.which(command[0]) and (wanted is None or name in wanted):
@@ -148,6 +190,8 @@ def main():
         for name, command in commands.items():
             print("| %s | %.3f s | %.2f | %.1f MiB |" %
                   (name, times[name], times[name] / ours, peak_kib(command) / 1024))
+        if args.rescan:
+            rescan(commands, folder, args.runs, work)
 
 
 if __name__ == "__main__":

@@ -125,9 +125,15 @@ bool DigestCache::open() {
             return false;
         }
     }
+    // SQLite's count of the memory it holds takes a process-wide lock around every allocation;
+    // set before SQLite starts, once.
+    static const int noMemoryCount = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    (void)noMemoryCount;
     sqlite3* db = nullptr;
+    // One thread at a time uses the connection: it needs no locking around every call.
     const int code =
-        sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+        sqlite3_open_v2(path_.c_str(), &db,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     db_.reset(db);
     if (code != SQLITE_OK) {
         giveUp(db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code), code);

@@ -64,7 +64,9 @@ def groups_of(name, command, work):
     return blocks(output)
 
 
-def peak_kib(command):
+def peak_kib(command, first_search=True):
+    if first_search:
+        subprocess.run(forget_cache(), shell=True)
     result = subprocess.run(["/usr/bin/time", "-v"] + command, capture_output=True, text=True,
                             errors="surrogateescape")
     found = re.search(r"Maximum resident set size \(kbytes\): (\d+)", result.stderr)
@@ -83,10 +85,18 @@ def can_drop_caches():
         return False
 
 
+def forget_cache():
+    """Empties kelvora-cli's digest cache (XDG_CACHE_HOME points into the work folder)."""
+    return "rm -rf '%s'" % os.environ.get("XDG_CACHE_HOME", "/nonexistent")
+
+
 def median_seconds(commands, runs, work, cold=False):
     export = os.path.join(work, "hyperfine.json")
     arguments = ["hyperfine", "--runs", str(runs), "--style", "none", "--export-json", export]
-    arguments += ["--prepare", DROP_CACHES] if cold else ["--warmup", "1"]
+    # A warm run is one after the tree's pages are in, but the digest cache emptied.
+    arguments += ["--prepare", forget_cache() + ("; " + DROP_CACHES if cold else "")]
+    if not cold:
+        arguments += ["--warmup", "1"]
     for name, command in commands.items():
         arguments += ["-n", name, " ".join("'%s'" % part for part in command) + " > /dev/null 2>&1"]
     subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL)
@@ -176,6 +186,45 @@ def compare(folder, args, work):
         print("| %s | %.3f s | %.2f | %s | %.1f MiB |" %
               (name, warm[name], warm[name] / ours["warm"], cold_cells,
                peak_kib(command) / 1024))
+    if args.rescan:
+        rescan(commands, folder, args.runs, work)
+
+
+def rescan(commands, folder, runs, work):
+    """Each tool's second run of the same tree: its own cache (kelvora-cli's digest cache,
+    rmlint's extended attributes with --xattr) filled by a first run, then timed with the
+    page cache warm and, as root, with it dropped before each run; beside a metadata walk."""
+    again = {name: list(command) for name, command in commands.items()}
+    if "rmlint" in again:
+        again["rmlint"].insert(1, "--xattr")
+    for command in again.values():
+        subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    again["find (walk)"] = ["find", folder, "-type", "f", "-printf", "%s\\n"]
+    drop = "sync; echo 3 > /proc/sys/vm/drop_caches"
+    medians = {}
+    for kind, prepare in (("warm", None), ("cold", drop)):
+        if prepare and os.geteuid() != 0:
+            print("cold runs need root to drop the page cache: left out")
+            continue
+        export = os.path.join(work, "rescan-%s.json" % kind)
+        arguments = ["hyperfine", "--runs", str(runs), "--style", "none", "--export-json", export]
+        arguments += ["--prepare", prepare] if prepare else ["--warmup", "1"]
+        for name, command in again.items():
+            arguments += ["-n", name, " ".join("'%s'" % p for p in command) + " > /dev/null 2>&1"]
+        subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL)
+        with open(export) as data:
+            medians[kind] = {r["command"]: r["median"] for r in json.load(data)["results"]}
+    walk = medians["warm"]["find (walk)"]
+    print("\n| tool, second run | warm | ratio to the walk | cold | ratio to the cold walk "
+          "| peak memory |")
+    print("|---|---|---|---|---|---|")
+    for name, command in again.items():
+        cold = medians.get("cold", {})
+        print("| %s | %.3f s | %.2f | %s | %s | %.1f MiB |" % (
+            name, medians["warm"][name], medians["warm"][name] / walk,
+            "%.3f s" % cold[name] if cold else "-",
+            "%.2f" % (cold[name] / cold["find (walk)"]) if cold else "-",
+            peak_kib(command, first_search=False) / 1024))
 
 
 def main():
@@ -186,6 +235,8 @@ def main():
                         help="also time each tool with the page cache dropped before each run")
     parser.add_argument("--kelvora", default=KELVORA)
     parser.add_argument("--only", help="comma-separated peers to run (default: all installed)")
+    parser.add_argument("--rescan", action="store_true",
+                        help="also time each tool's second run, with its own cache where it has one")
     args = parser.parse_args()
     if args.cold and not can_drop_caches():
         print("cold runs left out: dropping the page cache needs root "
@@ -193,6 +244,9 @@ def main():
         args.cold = False
 
     with tempfile.TemporaryDirectory() as work:
+        # Every first search starts with an empty digest cache of its own: one filled by the
+        # run before would make each timed run a second search.
+        os.environ["XDG_CACHE_HOME"] = os.path.join(work, "cache")
         for folder in args.folders:
             compare(os.path.abspath(folder), args, work)
 

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/File.h"
@@ -13,6 +15,7 @@
 #include "engine/IdentitySet.h"
 #include "engine/ScanList.h"
 #include "engine/StatAhead.h"
+#include "platform/DigestCache.h"
 #include "platform/FileSystem.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
@@ -123,6 +126,9 @@ public:
     // With hash threads: read the first bytes of files in kernel batches where the system
     // allows it. Off, every file is read with ordinary calls; the results are the same.
     bool batchedReads = true;
+    // With hash threads: what earlier searches learned of the files' contents, or null.
+    // Not owned; it must outlive the search.
+    platform::DigestCache* digestCache = nullptr;
 
 private:
     using FileIdSet = IdentitySet;
@@ -197,6 +203,8 @@ private:
     // What the walk found, while the search runs.
     ScanList scanned_;
     FileIdSet listedObjects_;
+    // Objects listed through links under the links' own sizes: device, inode, that size.
+    std::set<std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>> linkClaims_;
     bool rememberEveryObject_ = false;
     FileIdSet walkedFolders_;
     StatAhead* statAhead_ = nullptr;  // during a walk with hash threads

@@ -53,6 +53,7 @@ FileList FileTools::search(const std::vector<std::string>& paths, std::uint64_t 
     } closeFolders{folderHandles_, scanned_};
     // What the walk met is not needed past the walk.
     listedObjects_ = {};
+    linkClaims_ = {};
     rememberEveryObject_ = false;
     walkedFolders_ = {};
     if (canceled()) {
@@ -143,7 +144,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         scanned_.reorder(std::move(order));
     }
     DigestPipeline pipeline(scanned_, settingsManager.searchCanceledByUser, hashThreads,
-                            batchedReads, &folderHandles_);
+                            batchedReads, &folderHandles_, digestCache);
     const auto fileAt = [&](std::size_t position) {
         FilePtr file = scanned_.file(position);
         file->MD5Hash = pipeline.digestText(position);
@@ -194,6 +195,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         }
     }
     postProgress(static_cast<std::int64_t>(n));
+    if (digestCache != nullptr && !canceled()) digestCache->store(pipeline.takeLearned());
     if (!withSingles) return canceled() ? stop() : groups;
     for (std::size_t position = 0; position < n; ++position) {
         if (!all[position]) all[position] = fileAt(position);

@@ -434,6 +434,14 @@ bool FileTools::claimObject(const platform::Attributes& item, const platform::At
         }
     }
     if (!rememberEveryObject_ && target.links == 1) return true;
+    // A link to a file is listed with its own size, so it never meets its target, nor a link
+    // of another length to it, in one run of equal sizes. Met before its target, it claims
+    // the object only under that size: claiming the object itself would hide the target and
+    // its true copies. Met after, it is the object listed again and is dropped.
+    if (item.isLink && !target.isFolder && item.size != target.size) {
+        if (listedObjects_.contains(target.device, target.inode)) return false;
+        return linkClaims_.emplace(target.device, target.inode, item.size).second;
+    }
     return listedObjects_.insert(target.device, target.inode);
 }
 

@@ -78,7 +78,9 @@ void ViewControllerProgress::startSearch() {
     searchThreadFinished_ = platform::ObserverRegistration(
         services_.center, kSearchThreadFinished, [window, main](const platform::UserInfo&) {
             main->async([window] {
-                if (window) window->closeProgressWindow();
+                if (!window) return;
+                window->stopped_ = true;
+                if (window->ended_) window->closeProgressWindow();
             });
         });
 
@@ -87,6 +89,12 @@ void ViewControllerProgress::startSearch() {
                                        [window] {
                                            if (window) window->finishSearch();
                                        });
+    run->setOnEnded([window] {
+        if (!window) return;
+        window->ended_ = true;
+        if (window->stopped_) window->closeProgressWindow();
+    });
+    run->setDigestCache(platform::DigestCache::defaultPath());
     run->startSearch();
     refresh_->start();
 }

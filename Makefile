@@ -4,7 +4,7 @@
 PRESET ?= dev
 JOBS ?= $(shell nproc)
 # The threaded tests: searches, cancels, hashing ahead, results updates and cleaning.
-THREADED_TESTS ?= SearchRun|Equivalence|HostileTrees|Queues|ResultsModel|KeepSelection|Cleaning|Grouping
+THREADED_TESTS ?= SearchRun|Equivalence|CacheTest|HostileTrees|Queues|ResultsModel|KeepSelection|Cleaning|Grouping
 
 .PHONY: deps build run cli test release asan tsan fuzz bench deb clean
 

@@ -1,9 +1,12 @@
 #!/usr/bin/env python3
-"""Times kelvora-cli and the duplicate finders Linux users know on one tree.
+"""Times kelvora-cli and the duplicate finders Linux users know on one tree or several.
 
 Every tool is first run once to check that it reports the same groups as kelvora-cli
 (a comparison of timings means nothing otherwise), then timed with hyperfine on a warm
-page cache, and run once more under /usr/bin/time for its peak memory. The peers are
+page cache and, with --cold, on a cold one (the page cache dropped before each run, which
+needs root: the script says so when it may not), and run once more under /usr/bin/time for
+its peak memory. The floor of each tree is what no duplicate finder can beat: listing it,
+plus reading and hashing the bytes of its true copies over every core. The peers are
 Debian packages run as they come; nothing of theirs is part of Kelvora.
 """
 import argparse
@@ -61,17 +64,39 @@ def groups_of(name, command, work):
     return blocks(output)
 
 
-def peak_kib(command):
+def peak_kib(command, first_search=True):
+    if first_search:
+        subprocess.run(forget_cache(), shell=True)
     result = subprocess.run(["/usr/bin/time", "-v"] + command, capture_output=True, text=True,
                             errors="surrogateescape")
     found = re.search(r"Maximum resident set size \(kbytes\): (\d+)", result.stderr)
     return int(found.group(1)) if found else 0
 
 
-def median_seconds(commands, runs, work):
+DROP_CACHES = "sync; echo 3 > /proc/sys/vm/drop_caches"
+
+
+def can_drop_caches():
+    try:
+        with open("/proc/sys/vm/drop_caches", "w") as control:
+            control.write("3")
+        return True
+    except OSError:
+        return False
+
+
+def forget_cache():
+    """Empties kelvora-cli's digest cache (XDG_CACHE_HOME points into the work folder)."""
+    return "rm -rf '%s'" % os.environ.get("XDG_CACHE_HOME", "/nonexistent")
+
+
+def median_seconds(commands, runs, work, cold=False):
     export = os.path.join(work, "hyperfine.json")
-    arguments = ["hyperfine", "--warmup", "1", "--runs", str(runs), "--style", "none",
-                 "--export-json", export]
+    arguments = ["hyperfine", "--runs", str(runs), "--style", "none", "--export-json", export]
+    # A warm run is one after the tree's pages are in, but the digest cache emptied.
+    arguments += ["--prepare", forget_cache() + ("; " + DROP_CACHES if cold else "")]
+    if not cold:
+        arguments += ["--warmup", "1"]
     for name, command in commands.items():
         arguments += ["-n", name, " ".join("'%s'" % part for part in command) + " > /dev/null 2>&1"]
     subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL)
@@ -79,15 +104,17 @@ def median_seconds(commands, runs, work):
         return {r["command"]: r["median"] for r in json.load(data)["results"]}
 
 
-def copy_bytes(kelvora, folder):
-    """Bytes of every file that is a true copy (heads included), below the size threshold."""
+def copy_files(kelvora, folder):
+    """The files that are true copies (heads included), below the size threshold, and their
+    bytes: what any duplicate finder must read whole."""
     result = subprocess.run([kelvora, "--min-size", "1", "--quiet", "--json", folder],
                             capture_output=True, text=True, errors="surrogateescape", check=True)
-    total = 0
+    files, total = [], 0
     for group in json.loads(result.stdout)["groups"]:
         if not group["sizeOnly"]:
             total += group["size"] * len(group["members"])
-    return total
+            files += [member["path"] for member in group["members"]]
+    return files, total
 
 
 def md5_bytes_per_second():
@@ -100,54 +127,128 @@ def md5_bytes_per_second():
     raise RuntimeError("openssl speed printed no md5 line")
 
 
-def floor_seconds(kelvora, folder, runs, work):
-    """What no duplicate finder can beat on this tree: a metadata walk, plus MD5 of the bytes
-    of the true copies spread over every core."""
+def floor_seconds(kelvora, folder, runs, work, cold=False):
+    """What no duplicate finder can beat on this tree: a metadata walk, plus reading and MD5
+    of the bytes of the true copies spread over every core."""
     walk = median_seconds({"walk": ["find", folder, "-type", "f", "-printf", "%s\\n"]}, runs,
-                          work)["walk"]
-    hashed = copy_bytes(kelvora, folder)
+                          work, cold)["walk"]
+    files, hashed = copy_files(kelvora, folder)
     speed = md5_bytes_per_second()
     cores = os.cpu_count() or 1
-    print("floor: walk %.3f s + MD5 of %.1f MiB at %.0f MB/s on %d cores (%.3f s) = %.3f s" %
-          (walk, hashed / 2**20, speed / 1e6, cores, hashed / speed / cores,
-           walk + hashed / speed / cores))
-    return walk + hashed / speed / cores
+    hashing = hashed / speed / cores
+    reading = 0.0
+    if cold:
+        # The same files read once from a cold cache, by sixteen readers: as many reads in
+        # flight as a finder that reads ahead may keep.
+        listing = os.path.join(work, "copies.txt")
+        with open(listing, "w", errors="surrogateescape") as out:
+            out.write("\0".join(files))
+        reading = median_seconds({"read": ["sh", "-c", "xargs -0 -P 16 -n 16 cat < %s" %
+                                           listing]}, runs, work, True)["read"]
+    floor = walk + max(hashing, reading)
+    print("%s floor: walk %.3f s + the larger of MD5 of %.1f MiB at %.0f MB/s on %d cores "
+          "(%.3f s) and reading it (%.3f s) = %.3f s" %
+          ("cold" if cold else "warm", walk, hashed / 2**20, speed / 1e6, cores, hashing, reading,
+           floor))
+    return floor
+
+
+def compare(folder, args, work):
+    commands = {"kelvora-cli": [args.kelvora, "--min-size", "1", "--quiet", folder]}
+    wanted = args.only.split(",") if args.only else None
+    for name, command in peers(folder, work).items():
+        if shutil.which(command[0]) and (wanted is None or name in wanted):
+            commands[name] = command
+
+    print("\n## %s\n" % folder)
+    reference = groups_of("kelvora-cli", commands["kelvora-cli"], work)
+    print("kelvora-cli: %d groups, %d files in groups" %
+          (len(reference), sum(len(g) for g in reference)))
+    for name, command in list(commands.items())[1:]:
+        theirs = groups_of(name, command, work)
+        if theirs != reference:
+            print("%s reports different groups (%d): left out of the table" % (name, len(theirs)))
+            del commands[name]
+
+    warm = median_seconds(commands, args.runs, work)
+    floors = {"warm": floor_seconds(args.kelvora, folder, args.runs, work)}
+    cold = {}
+    if args.cold:
+        cold = median_seconds(commands, args.runs, work, True)
+        floors["cold"] = floor_seconds(args.kelvora, folder, args.runs, work, True)
+    ours = {"warm": warm["kelvora-cli"], "cold": cold.get("kelvora-cli")}
+    for kind, floor in floors.items():
+        print("kelvora-cli %s: %.3f s, %.2f times the floor" % (kind, ours[kind], ours[kind] / floor))
+    print("\n| tool | warm | ratio to kelvora-cli | cold | ratio to kelvora-cli | peak memory |")
+    print("|---|---|---|---|---|---|")
+    for name, command in commands.items():
+        cold_cells = ("%.3f s | %.2f" % (cold[name], cold[name] / ours["cold"])) if cold else "| "
+        print("| %s | %.3f s | %.2f | %s | %.1f MiB |" %
+              (name, warm[name], warm[name] / ours["warm"], cold_cells,
+               peak_kib(command) / 1024))
+    if args.rescan:
+        rescan(commands, folder, args.runs, work)
+
+
+def rescan(commands, folder, runs, work):
+    """Each tool's second run of the same tree: its own cache (kelvora-cli's digest cache,
+    rmlint's extended attributes with --xattr) filled by a first run, then timed with the
+    page cache warm and, as root, with it dropped before each run; beside a metadata walk."""
+    again = {name: list(command) for name, command in commands.items()}
+    if "rmlint" in again:
+        again["rmlint"].insert(1, "--xattr")
+    for command in again.values():
+        subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    again["find (walk)"] = ["find", folder, "-type", "f", "-printf", "%s\\n"]
+    drop = "sync; echo 3 > /proc/sys/vm/drop_caches"
+    medians = {}
+    for kind, prepare in (("warm", None), ("cold", drop)):
+        if prepare and os.geteuid() != 0:
+            print("cold runs need root to drop the page cache: left out")
+            continue
+        export = os.path.join(work, "rescan-%s.json" % kind)
+        arguments = ["hyperfine", "--runs", str(runs), "--style", "none", "--export-json", export]
+        arguments += ["--prepare", prepare] if prepare else ["--warmup", "1"]
+        for name, command in again.items():
+            arguments += ["-n", name, " ".join("'%s'" % p for p in command) + " > /dev/null 2>&1"]
+        subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL)
+        with open(export) as data:
+            medians[kind] = {r["command"]: r["median"] for r in json.load(data)["results"]}
+    walk = medians["warm"]["find (walk)"]
+    print("\n| tool, second run | warm | ratio to the walk | cold | ratio to the cold walk "
+          "| peak memory |")
+    print("|---|---|---|---|---|---|")
+    for name, command in again.items():
+        cold = medians.get("cold", {})
+        print("| %s | %.3f s | %.2f | %s | %s | %.1f MiB |" % (
+            name, medians["warm"][name], medians["warm"][name] / walk,
+            "%.3f s" % cold[name] if cold else "-",
+            "%.2f" % (cold[name] / cold["find (walk)"]) if cold else "-",
+            peak_kib(command, first_search=False) / 1024))
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("folder")
+    parser.add_argument("folders", nargs="+", help="trees made by make-corpus.py, one or more")
     parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--cold", action="store_true",
+                        help="also time each tool with the page cache dropped before each run")
     parser.add_argument("--kelvora", default=KELVORA)
     parser.add_argument("--only", help="comma-separated peers to run (default: all installed)")
+    parser.add_argument("--rescan", action="store_true",
+                        help="also time each tool's second run, with its own cache where it has one")
     args = parser.parse_args()
-    folder = os.path.abspath(args.folder)
+    if args.cold and not can_drop_caches():
+        print("cold runs left out: dropping the page cache needs root "
+              "(writing /proc/sys/vm/drop_caches was refused)")
+        args.cold = False
 
     with tempfile.TemporaryDirectory() as work:
-        commands = {"kelvora-cli": [args.kelvora, "--min-size", "1", "--quiet", folder]}
-        wanted = args.only.split(",") if args.only else None
-        for name, command in peers(folder, work).items():
-            if shutil.which(command[0]) and (wanted is None or name in wanted):
-                commands[name] = command
-
-        reference = groups_of("kelvora-cli", commands["kelvora-cli"], work)
-        print("kelvora-cli: %d groups, %d files in groups" %
-              (len(reference), sum(len(g) for g in reference)))
-        for name, command in list(commands.items())[1:]:
-            theirs = groups_of(name, command, work)
-            if theirs != reference:
-                print("%s reports different groups (%d): left out of the table" % (name, len(theirs)))
-                del commands[name]
-
-        times = median_seconds(commands, args.runs, work)
-        ours = times["kelvora-cli"]
-        floor = floor_seconds(args.kelvora, folder, args.runs, work)
-        print("kelvora-cli: %.3f s, %.2f times the floor" % (ours, ours / floor))
-        print("\n| tool | median time | ratio to kelvora-cli | peak memory |")
-        print("|---|---|---|---|")
-        for name, command in commands.items():
-            print("| %s | %.3f s | %.2f | %.1f MiB |" %
-                  (name, times[name], times[name] / ours, peak_kib(command) / 1024))
+        # Every first search starts with an empty digest cache of its own: one filled by the
+        # run before would make each timed run a second search.
+        os.environ["XDG_CACHE_HOME"] = os.path.join(work, "cache")
+        for folder in args.folders:
+            compare(os.path.abspath(folder), args, work)
 
 
 if __name__ == "__main__":

@@ -15,7 +15,7 @@ _kelvora_cli() {
     esac
     if [[ $cur == -* ]]; then
         COMPREPLY=($(compgen -W '--min-size --max-size --ext --include-packages --profile
-            --threads --keep --rules --guard --clean --yes --dry-run --json --quiet --help
+            --threads --no-cache --keep --rules --guard --clean --yes --dry-run --json --quiet --help
             --version --history --undo --reference' -- "$cur"))
         return
     fi

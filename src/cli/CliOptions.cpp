@@ -26,6 +26,8 @@ const char* const kUsage =
     "  --profile FILE        take the scan settings from a profile (.kvr) saved by\n"
     "                        Kelvora; the options above override it\n"
     "  --threads N           read and hash on N threads (0: one file at a time)\n"
+    "  --no-cache            read every file compared, without the digests kept from\n"
+    "                        earlier searches (~/.cache/kelvora/digests.sqlite)\n"
     "  --reference FOLDER    search FOLDER too, but never select or remove its files\n"
     "                        (repeatable)\n"
     "\n"
@@ -188,6 +190,8 @@ ParseOutcome parseOptions(const std::vector<std::string>& arguments,
             options.quiet = true;
         } else if (argument == "--include-packages") {
             options.includePackages = true;
+        } else if (argument == "--no-cache") {
+            options.noCache = true;
         } else if (isOption("--min-size") || isOption("--max-size")) {
             const bool minimum = isOption("--min-size");
             const auto text = value(minimum ? "--min-size" : "--max-size");

@@ -18,6 +18,7 @@ struct CliOptions {
     bool includePackages = false;
     std::string profile;  // a .kvr file whose scan settings come first
     std::optional<unsigned> threads;
+    bool noCache = false;              // the digest cache is neither read nor written
     std::optional<std::int64_t> keep;  // keep option 0-4 applied to every group
     std::string rulesFile;             // custom rules for keep option 4
     std::int64_t guard = 1;            // 1 oldest, 2 newest, 3 none stays when rules take all

@@ -19,6 +19,7 @@
 #include "core/Texts.h"
 #include "engine/FileTools.h"
 #include "engine/SearchRun.h"
+#include "platform/DigestCache.h"
 #include "platform/Memory.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
@@ -162,6 +163,7 @@ int run(int argc, char** argv) {
     auto run = SearchRun::create({settings, center, platform::globalQueue(), mainLoop},
                                  [] { mainLoop.quit(); });
     if (options.threads) run->setHashThreads(*options.threads);
+    if (!options.noCache) run->setDigestCache(platform::DigestCache::defaultPath());
     run->startSearch();
     mainLoop.run();
     progress.clear();

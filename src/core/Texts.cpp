@@ -1,7 +1,9 @@
 // Size texts, and date texts through ICU so that the Unicode date patterns mean what they say.
 #include "core/Texts.h"
 
+#include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <map>
 #include <memory>
@@ -138,7 +140,74 @@ UDate toUDate(Date date) {
 
 }  // namespace
 
+namespace {
+
+constexpr std::string_view kCreationPattern = "yy-MM-dd hh:mm:ss";
+
+// The locale ICU takes as its default when none is named: the messages category as the
+// process set it, else the environment, "C" and "POSIX" meaning ICU's own POSIX locale.
+std::string defaultLocaleName() {
+    const auto unset = [](const char* name) {
+        return name == nullptr || std::string_view(name) == "C" ||
+               std::string_view(name) == "POSIX";
+    };
+    const char* name = std::setlocale(LC_MESSAGES, nullptr);
+    if (unset(name)) name = std::getenv("LC_ALL");
+    if (name == nullptr) name = std::getenv("LC_MESSAGES");
+    if (name == nullptr) name = std::getenv("LANG");
+    return unset(name) ? "C" : name;
+}
+
+// True when ICU writes the creation pattern with the digits 0 to 9, as the C library does:
+// the languages below count in them by default, unless the locale asks for other digits.
+// For any other language (Arabic, Persian, Bengali, Marathi, ...) ICU writes the dates.
+bool localeWritesAsciiDigits() {
+    static const bool ascii = [] {
+        const std::string name = defaultLocaleName();
+        if (name.empty() || name.find('@') != std::string::npos) return false;
+        const std::string language = name.substr(0, name.find_first_of("_.-"));
+        static constexpr std::string_view kLatinDigits[] = {
+            "C",  "POSIX", "en", "de", "fr", "es", "it", "pt", "nl", "sv", "da", "nb", "nn",
+            "no", "fi",    "pl", "cs", "sk", "sl", "hr", "sr", "bs", "hu", "ro", "bg", "ru",
+            "uk", "be",    "el", "tr", "et", "lv", "lt", "ja", "zh", "ko", "vi", "id", "ms",
+            "he", "ca",    "eu", "gl", "is", "ga", "cy", "sq", "mk", "ka", "hy", "af", "lb"};
+        for (std::string_view latin : kLatinDigits) {
+            if (language == latin) return true;
+        }
+        return false;
+    }();
+    return ascii;
+}
+
+// The creation date of every copy a search lists is written in this pattern. The C library
+// writes it as ICU does wherever the digits are 0 to 9, and a search that lists dates then
+// never loads ICU's formatting library and its locale data: a few megabytes and a few
+// milliseconds at every start.
+bool formatCreationDate(Date date, std::string& text) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(date.time_since_epoch());
+    const std::time_t time = static_cast<std::time_t>(seconds.count());
+    std::tm local{};
+    if (::localtime_r(&time, &local) == nullptr) return false;
+    char buffer[40];
+    // %y and %I are the two-digit year and the 12-hour clock from 01 to 12, as yy and hh.
+    const std::size_t length = std::strftime(buffer, sizeof buffer, "%y-%m-%d %I:%M:%S", &local);
+    if (length == 0) return false;
+    text.assign(buffer, length);
+    return true;
+}
+
+}  // namespace
+
 std::string formatDate(Date date, std::string_view pattern) {
+    std::string text;
+    if (pattern == kCreationPattern && localeWritesAsciiDigits() &&
+        formatCreationDate(date, text)) {
+        return text;
+    }
+    return formatDateWithIcu(date, pattern);
+}
+
+std::string formatDateWithIcu(Date date, std::string_view pattern) {
     UDateFormat* formatter = formatterFor(pattern);
     if (formatter == nullptr) return {};
     std::u16string text(32, u'\0');

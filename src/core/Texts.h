@@ -16,6 +16,8 @@ std::string sizeText(std::uint64_t bytes);
 
 // "yy-MM-dd hh:mm:ss" (12-hour clock, no AM/PM) in the current locale and time zone.
 std::string formatDate(Date date, std::string_view pattern = "yy-MM-dd hh:mm:ss");
+// The same through ICU for every pattern, which formatDate may spare for its default one.
+std::string formatDateWithIcu(Date date, std::string_view pattern);
 
 // "2023-11-26T18:22:49-05:00": ISO 8601 to the second in the local time zone, with its
 // offset, for scripts; the date texts above are for people and drop the AM/PM.

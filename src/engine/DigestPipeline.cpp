@@ -70,15 +70,16 @@ std::uint64_t quickHash(std::string_view bytes) {
 // What one worker thread keeps between the runs it settles.
 class DigestPipeline::Worker {
 public:
-    // The batch buffers are not cleared, only given their pages: a search of any size
-    // fills them over and over.
+    // Neither the batch buffers nor kept are cleared or given their pages ahead: a page
+    // comes when bytes first reach it, so a small search, or one of small files, holds only
+    // the memory its reads fill (a file read whole fills a quarter of its slot on average).
     explicit Worker(bool batchedReads)
         : reads(batchedReads),
-          buffers(reads.active()
-                      ? platform::populatedArray<char>(platform::PrefixReads::kBatch * kSlot)
-                      : nullptr) {
+          buffers(reads.active() ? std::make_unique_for_overwrite<char[]>(
+                                       platform::PrefixReads::kBatch * kSlot)
+                                 : nullptr) {
         // Reserved once, so that nothing is moved.
-        platform::reservePopulated(kept, kKeptBytes);
+        kept.reserve(kKeptBytes);
     }
 
     struct Look {
@@ -104,8 +105,13 @@ public:
 
 DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& canceled,
                                unsigned threads, bool batchedReads,
-                               std::vector<platform::FileHandle>* folders)
-    : files_(files), canceled_(canceled), batchedReads_(batchedReads), folders_(folders) {
+                               std::vector<platform::FileHandle>* folders,
+                               platform::DigestCache* cache)
+    : files_(files),
+      canceled_(canceled),
+      batchedReads_(batchedReads),
+      folders_(folders),
+      cache_(cache) {
     const std::size_t n = files.size();
     for (std::size_t at = 0; at < n; at += std::size_t{1} << kDigestShift) {
         // Set up before any worker starts, while the other core waits: the pages come in
@@ -136,6 +142,7 @@ DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& c
     const unsigned count =
         std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(chunks_.size())));
     if (chunks_.empty()) return;
+    if (cache_ != nullptr) lookUpKnown();
     readers_ = count;
     for (unsigned i = 0; i < count; ++i) threads_.emplace_back([this] { work(); });
 }
@@ -144,6 +151,55 @@ DigestPipeline::~DigestPipeline() {
     // Workers stop at the next file once the flag is set; otherwise they finish what is left.
     if (!threads_.empty()) closeFolders(false);
     for (std::thread& thread : threads_) thread.join();
+}
+
+namespace {
+platform::DigestCache::Key cacheKey(const FileStamp& stamp) {
+    return {stamp.device, stamp.inode, stamp.size, stamp.modified, stamp.changed};
+}
+}  // namespace
+
+// Only the files that share their size with another are ever read, so only they are looked up.
+void DigestPipeline::lookUpKnown() {
+    std::vector<platform::DigestCache::Key> keys;
+    for (const Run& run : runs_) {
+        for (std::size_t i = run.begin; i < run.end; ++i) keys.push_back(cacheKey(files_.stamp(i)));
+    }
+    const auto found = cache_->lookUp(keys);
+    known_.resize(files_.size());
+    std::size_t k = 0;
+    for (const Run& run : runs_) {
+        for (std::size_t i = run.begin; i < run.end; ++i, ++k) {
+            if (!found[k]) continue;
+            known_[i] = {found[k]->signature, found[k]->md5, true, found[k]->hasMd5};
+        }
+    }
+}
+
+// Called by the worker of the chunk before it is marked settled: what the runs' files gave
+// that the cache did not hold. Unreadable and changed files are never kept.
+void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
+    std::vector<platform::DigestCache::Learned> learned;
+    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+        for (std::size_t i = runs_[run].begin; i < runs_[run].end; ++i) {
+            const Digest& settled = digest(i);
+            const Worker::Look& look = worker.look(i);
+            const bool hashed = settled.state == kHashed && !settled.unreadable;
+            if (!look.signatureKnown || !(hashed || settled.state == kDistinct)) continue;
+            if (known_[i].hasSignature && (known_[i].hasMd5 || !hashed)) continue;
+            platform::DigestCache::Facts facts{look.signature, hashed, {}};
+            if (hashed) facts.md5 = settled.bytes;
+            learned.push_back({cacheKey(files_.stamp(i)), facts});
+        }
+    }
+    if (learned.empty()) return;
+    std::lock_guard lock(mutex_);
+    learned_.insert(learned_.end(), learned.begin(), learned.end());
+}
+
+std::vector<platform::DigestCache::Learned> DigestPipeline::takeLearned() {
+    std::lock_guard lock(mutex_);
+    return std::move(learned_);
 }
 
 void DigestPipeline::closeFolders(bool reader) {
@@ -177,7 +233,8 @@ void DigestPipeline::work() {
             for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
                 sortOut(runs_[run], worker, toHash);
             }
-            hashAll(toHash, worker);
+            hashAll(std::move(toHash), worker);
+            if (cache_ != nullptr && !canceled_.load()) learn(chunk, worker);
             {
                 std::lock_guard lock(mutex_);
                 for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
@@ -199,6 +256,14 @@ void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {
     batch.reserve(platform::PrefixReads::kBatch);
     for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
         for (std::size_t i = runs_[run].begin; i < runs_[run].end; ++i) {
+            if (!known_.empty() && known_[i].hasSignature) {
+                // Known from an earlier search: the file is not opened to be told apart.
+                Worker::Look& look = worker.look(i);
+                look.read = true;
+                look.signatureKnown = true;
+                look.signature = known_[i].signature;
+                continue;
+            }
             batch.push_back(i);
             if (batch.size() == platform::PrefixReads::kBatch) {
                 readBatch(batch, worker);
@@ -282,7 +347,9 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
         Worker::Look& look = worker.look(i);
         if (look.read && look.bytes == nullptr) allKept = false;
     }
-    if (!allKept || length > kComparedPairwise) {
+    // Signatures stand in for the bytes when some were not kept, or were not read because the
+    // cache knew them; with a cache every file read gets one, to be kept for the next search.
+    if (!allKept || length > kComparedPairwise || cache_ != nullptr) {
         for (std::size_t i = run.begin; i < run.end; ++i) {
             Worker::Look& look = worker.look(i);
             if (look.read && !look.signatureKnown) {
@@ -326,7 +393,14 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
     }
 }
 
-void DigestPipeline::hashAll(const std::vector<std::size_t>& toHash, Worker& worker) {
+void DigestPipeline::hashAll(std::vector<std::size_t> toHash, Worker& worker) {
+    if (!known_.empty()) {
+        std::erase_if(toHash, [&](std::size_t index) {
+            if (!known_[index].hasMd5) return false;
+            digest(index) = {known_[index].md5, kHashed};
+            return true;
+        });
+    }
     // A small file's bytes read are all of it.
     const auto keptBytes = [&](std::size_t index) -> const unsigned char* {
         const Worker::Look& look = worker.look(index);

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "engine/ScanList.h"
+#include "platform/DigestCache.h"
 #include "platform/FileSystem.h"
 #include "platform/Md5.h"
 
@@ -29,8 +30,11 @@ public:
     // folders: descriptors of the walk's folders, by ScanList::handle, for opening files by
     // their names alone. Once no worker reads any more, the workers and the destructor
     // close them together (the kernel's part of closing a listed folder is no small thing).
+    // cache: what earlier searches learned, looked up before any worker starts; a file it
+    // knows is not read for what it knows.
     DigestPipeline(const ScanList& files, const std::atomic<bool>& canceled, unsigned threads,
-                   bool batchedReads = true, std::vector<platform::FileHandle>* folders = nullptr);
+                   bool batchedReads = true, std::vector<platform::FileHandle>* folders = nullptr,
+                   platform::DigestCache* cache = nullptr);
     ~DigestPipeline();
     DigestPipeline(const DigestPipeline&) = delete;
     DigestPipeline& operator=(const DigestPipeline&) = delete;
@@ -38,14 +42,13 @@ public:
     // Blocks until every file of index's run of equal sizes is settled: its digest known, or
     // known to differ from every other file of the run. False when the search was canceled.
     bool waitFor(std::size_t index);
-    // True when both settled files have the same MD5 digest, as the one-by-one search
-    // compares them: an unreadable file has the digest of no bytes, a file that changed size
-    // since the walk equals nothing, and a file whose first bytes differ from those of every
-    // other file of its size is never read whole and equals nothing either.
-    bool sameDigest(std::size_t a, std::size_t b) const {
-        const Digest& first = digest(a);
-        const Digest& second = digest(b);
-        return first.state == kHashed && second.state == kHashed && first.bytes == second.bytes;
+    // The MD5 digest of a settled file, as the one-by-one search compares them: an unreadable
+    // file has the digest of no bytes; a file that changed size since the walk, or whose
+    // first bytes differ from those of every other file of its size (never read whole), has
+    // none and equals nothing.
+    const platform::Md5Digest* hashedDigest(std::size_t index) const {
+        const Digest& settled = digest(index);
+        return settled.state == kHashed ? &settled.bytes : nullptr;
     }
     // Frees what is kept of the files before index, which the loop has passed; asking for
     // them afterwards is an error.
@@ -56,6 +59,9 @@ public:
     std::string takeError(std::size_t index);
     // Of a settled file: its contents could not be read, so it has the digest of no bytes.
     bool unreadable(std::size_t index) const { return digest(index).unreadable; }
+    // With a cache, once every run is settled: what the cache did not know yet of the files
+    // that were read without a fault.
+    std::vector<platform::DigestCache::Learned> takeLearned();
 
 private:
     enum State : std::uint8_t { kPending, kHashed, kChanged, kDistinct };
@@ -63,6 +69,13 @@ private:
         platform::Md5Digest bytes;
         State state = kPending;
         bool unreadable = false;  // hashed as no bytes because it could not be read
+    };
+    // What the cache knew of a file.
+    struct Known {
+        std::uint64_t signature = 0;
+        platform::Md5Digest md5{};
+        bool hasSignature = false;
+        bool hasMd5 = false;
     };
     struct Run {
         std::size_t begin;
@@ -83,7 +96,9 @@ private:
     void take(std::size_t index, std::string_view bytes, Worker& worker, bool lasting);
     // Marks the run's files that cannot be copies, and lists those that must be hashed.
     void sortOut(const Run& run, Worker& worker, std::vector<std::size_t>& toHash);
-    void hashAll(const std::vector<std::size_t>& toHash, Worker& worker);
+    void hashAll(std::vector<std::size_t> toHash, Worker& worker);
+    void lookUpKnown();
+    void learn(const Chunk& chunk, Worker& worker);
     void hashWhole(std::size_t index);
     void setUnreadable(std::size_t index, std::string line);
     void setChanged(std::size_t index);
@@ -119,6 +134,9 @@ private:
     std::condition_variable readersDone_;
     std::atomic<std::size_t> nextToClose_{0};
     std::unordered_map<std::size_t, std::string> errors_;
+    platform::DigestCache* cache_;
+    std::vector<Known> known_;                             // by position, with a cache
+    std::vector<platform::DigestCache::Learned> learned_;  // guarded by the mutex
     std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;
     std::condition_variable runSettled_;

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/File.h"
@@ -13,6 +15,7 @@
 #include "engine/IdentitySet.h"
 #include "engine/ScanList.h"
 #include "engine/StatAhead.h"
+#include "platform/DigestCache.h"
 #include "platform/FileSystem.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
@@ -123,11 +126,15 @@ public:
     // With hash threads: read the first bytes of files in kernel batches where the system
     // allows it. Off, every file is read with ordinary calls; the results are the same.
     bool batchedReads = true;
+    // With hash threads: what earlier searches learned of the files' contents, or null.
+    // Not owned; it must outlive the search.
+    platform::DigestCache* digestCache = nullptr;
 
 private:
     using FileIdSet = IdentitySet;
 
     struct WalkFrame;
+    struct WalkFolder;
     void walk(const std::vector<std::string>& paths, std::uint64_t minimumSize,
               std::uint64_t maximumSize, bool ignorePackages,
               const std::vector<std::string>& extensions);
@@ -141,12 +148,16 @@ private:
     WalkFrame openFrame(const std::vector<std::string>& paths, bool ignorePackages);
     // real: where path really leads when a link on the way makes that another place, else
     // empty.
-    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, std::string real);
+    // parent: the folder that holds it, in scanned_'s folder table; ScanList::kNoParent for
+    // a chosen folder.
+    bool addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, std::string real,
+                   std::uint32_t parent);
     void addListedFolder(WalkFrame& frame, std::string path,
-                         std::shared_ptr<StatAhead::Listing> listing, std::string real);
+                         std::shared_ptr<StatAhead::Listing> listing, std::string real,
+                         std::uint32_t parent);
     void pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
                     std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing,
-                    std::string real);
+                    std::string real, std::uint32_t parent);
     void lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
                 std::uint64_t maximumSize, const std::vector<std::string>& extensions);
     bool claimObject(const platform::Attributes& item, const platform::Attributes& target);
@@ -159,15 +170,32 @@ private:
     // path, when it differs from path, is in entryReal_.
     void enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
                      std::string path, bool ignorePackages,
-                     std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink);
+                     std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink,
+                     std::uint32_t parentScanned);
     int folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder);
+    std::string_view folderPath(const WalkFolder& folder) const;
     void keepWithinFolderBudget(std::vector<WalkFrame>& stack);
     void popFrame(std::vector<WalkFrame>& stack);
+    void reopenParentFromChild(std::vector<WalkFrame>& stack);
     FileList buildResult();
     bool sameDigest(File& a, File& b);
     // Marks the file unreadable when its contents cannot be read.
     std::string digestOfScannedFile(File& file);
-    bool sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b);
+    // A run of equal sizes below the hash threshold, linked once its digests are settled:
+    // for each file, the next file of the run with the same contents.
+    struct RunLinks {
+        static constexpr std::size_t kNone = SIZE_MAX;
+        static constexpr std::uint32_t kUnlinked = UINT32_MAX;
+        std::size_t begin = 0;
+        std::size_t end = 0;
+        std::vector<std::uint32_t> following;  // by position in the run
+        std::size_t next(std::size_t index) const {
+            const std::uint32_t at = following[index - begin];
+            return at == kUnlinked ? kNone : begin + at;
+        }
+    };
+    // Links the run that begins at begin; false when the search was canceled.
+    bool linkRun(DigestPipeline& pipeline, std::size_t begin, RunLinks& links);
     DuplicateFile scannedMember(std::size_t index) const;
 
     platform::NotificationCenter& center_;
@@ -175,6 +203,8 @@ private:
     // What the walk found, while the search runs.
     ScanList scanned_;
     FileIdSet listedObjects_;
+    // Objects listed through links under the links' own sizes: device, inode, that size.
+    std::set<std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>> linkClaims_;
     bool rememberEveryObject_ = false;
     FileIdSet walkedFolders_;
     StatAhead* statAhead_ = nullptr;  // during a walk with hash threads
@@ -185,6 +215,9 @@ private:
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;
     std::string entryPath_;  // the path of the entry the walk looks at
+    // The path of the deepest folder the walk has entered below a chosen one; the folders on
+    // the stack hold their lengths.
+    std::string walkPath_;
     // Where that entry really is, when a link makes its path's text say otherwise; else empty.
     std::string entryReal_;
     // Where the folders reached through links really are, during a walk; the first is empty.

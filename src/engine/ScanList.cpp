@@ -11,15 +11,17 @@ namespace kelvora {
 static_assert(sizeof(ScanList::Record) == 56);
 
 std::uint32_t ScanList::addFolder(std::string path, std::uint32_t handle) {
-    folders_.push_back({std::move(path), handle});
+    folders_.push_back({std::move(path), 0, kNoParent, handle});
     return static_cast<std::uint32_t>(folders_.size() - 1);
 }
 
-void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t size,
-                   const FileStamp& stamp, std::int64_t created) {
-    if ((count_ & (kRecordsPerChunk - 1)) == 0) {
-        records_.push_back(platform::populatedArray<Record>(kRecordsPerChunk));
-    }
+std::uint32_t ScanList::addFolder(std::uint32_t parent, std::string_view name,
+                                  std::uint32_t handle) {
+    folders_.push_back({std::string(), storeName(name), parent, handle});
+    return static_cast<std::uint32_t>(folders_.size() - 1);
+}
+
+std::uint64_t ScanList::storeName(std::string_view name) {
     if (nameEnd_ + name.size() + 1 > kNameChunk) {
         names_.push_back(platform::populatedArray<char>(kNameChunk));
         nameEnd_ = 0;
@@ -27,6 +29,17 @@ void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t si
     char* stored = names_.back().get() + nameEnd_;
     std::memcpy(stored, name.data(), name.size());
     stored[name.size()] = '\0';
+    const std::uint64_t at = (names_.size() - 1) * kNameChunk + nameEnd_;
+    nameEnd_ += name.size() + 1;
+    return at;
+}
+
+void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t size,
+                   const FileStamp& stamp, std::int64_t created) {
+    if ((count_ & (kRecordsPerChunk - 1)) == 0) {
+        records_.push_back(platform::populatedArray<Record>(kRecordsPerChunk));
+    }
+    const std::uint64_t nameAt = storeName(name);
     // Nearly every search stays on one device; the table is searched from its newest entry.
     auto known = std::find(devices_.rbegin(), devices_.rend(), stamp.device);
     if (known == devices_.rend()) {
@@ -38,15 +51,24 @@ void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t si
         device |= kOtherSize;
         otherSizes_.emplace_back(count_, stamp.size);
     }
-    const std::uint64_t nameAt = (names_.size() - 1) * kNameChunk + nameEnd_;
     records_.back()[count_ & (kRecordsPerChunk - 1)] = {
         size, stamp.inode, stamp.modified, stamp.changed, created, nameAt, folder, device};
-    nameEnd_ += name.size() + 1;
     ++count_;
 }
 
 std::string ScanList::path(std::size_t index) const {
-    return platform::appendingPathComponent(folders_[(*this)[index].folder].path, name(index));
+    // The names from the file up to its chosen folder, then joined from the top down.
+    std::vector<const char*> names{name(index)};
+    std::uint32_t folder = (*this)[index].folder;
+    for (; folders_[folder].parent != kNoParent; folder = folders_[folder].parent) {
+        names.push_back(storedName(folders_[folder].name));
+    }
+    std::string path = folders_[folder].path;
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        if (path.empty() || path.back() != '/') path += '/';
+        path += *name;
+    }
+    return path;
 }
 
 FileStamp ScanList::stamp(std::size_t index) const {

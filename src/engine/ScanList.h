@@ -29,10 +29,14 @@ public:
                                 // what the entry leads to differs from size
     };
     static constexpr std::uint32_t kNoHandle = UINT32_MAX;
+    static constexpr std::uint32_t kNoParent = UINT32_MAX;
 
     // A folder whose files may be added; handle indexes the walk's open folder descriptors
-    // (kNoHandle when it kept none).
+    // (kNoHandle when it kept none). A chosen folder is kept by its path, any other by its
+    // name in the folder that holds it: a deep tree's paths would otherwise take room that
+    // grows with the square of its depth.
     std::uint32_t addFolder(std::string path, std::uint32_t handle);
+    std::uint32_t addFolder(std::uint32_t parent, std::string_view name, std::uint32_t handle);
     // size is the entry's size as the search compares it; stamp what it leads to (links
     // followed), whose size differs for links and packages.
     void add(std::uint32_t folder, std::string_view name, std::uint64_t size,
@@ -44,10 +48,7 @@ public:
         return records_[index >> kRecordShift][index & (kRecordsPerChunk - 1)];
     }
     std::uint64_t size(std::size_t index) const { return (*this)[index].size; }
-    const char* name(std::size_t index) const {
-        const std::uint64_t at = (*this)[index].name;
-        return names_[at / kNameChunk].get() + at % kNameChunk;
-    }
+    const char* name(std::size_t index) const { return storedName((*this)[index].name); }
     std::uint32_t handle(std::size_t index) const { return folders_[(*this)[index].folder].handle; }
     std::string path(std::size_t index) const;
     FileStamp stamp(std::size_t index) const;
@@ -71,9 +72,16 @@ private:
     static constexpr std::uint32_t kOtherSize = 0x80000000u;
 
     struct Folder {
-        std::string path;
-        std::uint32_t handle;
+        std::string path;        // of a chosen folder; empty for the others
+        std::uint64_t name = 0;  // in the name store, below parent
+        std::uint32_t parent = kNoParent;
+        std::uint32_t handle = kNoHandle;
     };
+    // Stores name, NUL-terminated, and returns its offset.
+    std::uint64_t storeName(std::string_view name);
+    const char* storedName(std::uint64_t at) const {
+        return names_[at / kNameChunk].get() + at % kNameChunk;
+    }
 
     Record& at(std::size_t index) {
         return records_[index >> kRecordShift][index & (kRecordsPerChunk - 1)];

@@ -1,7 +1,10 @@
 // The search run and its cancel protocol.
 #include "engine/SearchRun.h"
 
+#include <optional>
+
 #include "engine/FileTools.h"
+#include "platform/UserDefaults.h"
 
 namespace kelvora {
 
@@ -28,9 +31,20 @@ bool markReferences(File& group, const SettingsManager& settings) {
 }  // namespace
 
 void SearchRun::runSearch() {
+    runEngine();
+    // Everything the worker used is gone by now; the end is the one thing left.
+    services_.main.async([self = shared_from_this()] { self->finishSearch(); });
+}
+
+void SearchRun::runEngine() {
     SettingsManager& settings = services_.settings;
+    std::optional<platform::DigestCache> cache;
+    if (!digestCachePath_.empty() && platform::DigestCache::wanted(platform::UserDefaults())) {
+        cache.emplace(digestCachePath_);
+    }
     FileTools tools(settings, services_.center, services_.locations);
     if (hashThreads_) tools.hashThreads = *hashThreads_;
+    if (cache) tools.digestCache = &*cache;
     const std::vector<std::string> extensions =
         settings.customFileTypes ? settings.listFileExtensions : std::vector<std::string>{};
     settings.fileList =
@@ -64,10 +78,15 @@ void SearchRun::runSearch() {
     settings.fileList.clear();
     postedFinished_ = tools.postedSearchThreadFinished();
     lastUserInfo_ = tools.userInfo;
-    services_.main.async([self = shared_from_this()] { self->finishSearch(); });
 }
 
 void SearchRun::finishSearch() {
+    struct Ended {
+        const std::function<void()>& onEnded;
+        ~Ended() {
+            if (onEnded) onEnded();
+        }
+    } ended{onEnded_};
     SettingsManager& settings = services_.settings;
     if (!settings.searchCanceledByUser.load()) {
         if (onFinished_) onFinished_();

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "core/SettingsManager.h"
 #include "platform/Locations.h"
@@ -30,6 +31,13 @@ public:
 
     // Threads that hash ahead of the comparison (the engine's default unless set).
     void setHashThreads(unsigned threads) { hashThreads_ = threads; }
+    // The digest cache's file, used unless the user default "DigestCache" is "No" (read on
+    // the worker); empty (the default): the search reads every file it compares.
+    void setDigestCache(std::string path) { digestCachePath_ = std::move(path); }
+    // Runs on the main queue after every run, canceled or not, once the worker has let go of
+    // everything the next search uses: the settings, the notification centre, the files.
+    // Whoever starts searches one after another starts the next one only from here.
+    void setOnEnded(std::function<void()> onEnded) { onEnded_ = std::move(onEnded); }
 
     // Schedules runSearch on the background queue.
     void startSearch();
@@ -43,7 +51,11 @@ private:
         : services_(std::move(services)), onFinished_(std::move(onFinished)) {}
 
     Services services_;
+    void runEngine();
+
     std::function<void()> onFinished_;
+    std::function<void()> onEnded_;
+    std::string digestCachePath_;
     std::optional<unsigned> hashThreads_;
     platform::UserInfo lastUserInfo_;
     bool postedFinished_ = false;

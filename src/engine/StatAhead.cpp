@@ -77,7 +77,7 @@ std::shared_ptr<StatAhead::Listing> StatAhead::add(std::vector<platform::FolderE
             std::lock_guard lock(mutex_);
             if (listings_.size() >= kHeldListings) listings_.front()->done_ = true;
             listings_.push_back(listing);
-            if (listing->lasting_) entered_.push_back(listing);
+            if (listing->lasting_) pushEntered(listing);
         }
         wake_.notify_one();
     }
@@ -109,7 +109,7 @@ std::shared_ptr<StatAhead::Listing> StatAhead::takeFolder(Listing& parent, std::
 void StatAhead::enter(const std::shared_ptr<Listing>& listing) {
     {
         std::lock_guard lock(mutex_);
-        entered_.push_back(listing);
+        pushEntered(listing);
         std::erase(ahead_, listing);
         listings_.push_back(listing);
     }
@@ -120,24 +120,42 @@ void StatAhead::leave(Listing& listing) {
     listing.done_.store(true, std::memory_order_relaxed);
 }
 
+void StatAhead::pushEntered(const std::shared_ptr<Listing>& listing) {
+    listing->below_ = entered_.size();
+    entered_.push_back(listing);
+}
+
 bool StatAhead::nextFolder(Place& place) {
-    for (auto it = entered_.rbegin(); it != entered_.rend(); ++it) {
-        Listing& listing = **it;
-        while (listing.nextFolder_ < listing.entries_.size()) {
-            const std::size_t index = listing.nextFolder_++;
-            const platform::FolderEntry& entry = listing.entries_[index];
+    // A listing passed here has no folder left to list, and never will again, so it points
+    // past itself to where the search went on: in a deep tree, the folders the walk is in
+    // would otherwise be searched from the innermost every time, which grows with the square
+    // of the depth. Listings leave entered_ only from its end, so what they point to stays.
+    std::size_t above = entered_.size();
+    std::vector<Listing*> passed;
+    bool found = false;
+    while (above > 0 && !found) {
+        const std::shared_ptr<Listing>& listing = entered_[above - 1];
+        while (!listing->done_.load(std::memory_order_relaxed) &&
+               listing->nextFolder_ < listing->entries_.size()) {
+            const std::size_t index = listing->nextFolder_++;
+            const platform::FolderEntry& entry = listing->entries_[index];
             // The walk never enters hidden folders.
             if (entry.type != DT_DIR || entry.name[0] == '.') continue;
             std::uint8_t state = Listing::Free;
             // Taken: the walk is there already, or past it.
-            if (listing.slots_[index].state.compare_exchange_strong(state, Listing::Reading,
-                                                                    std::memory_order_acq_rel)) {
-                place = {*it, index};
-                return true;
+            if (listing->slots_[index].state.compare_exchange_strong(state, Listing::Reading,
+                                                                     std::memory_order_acq_rel)) {
+                place = {listing, index};
+                found = true;
+                break;
             }
         }
+        if (found) break;
+        passed.push_back(listing.get());
+        above = listing->below_;
     }
-    return false;
+    for (Listing* listing : passed) listing->below_ = above;
+    return found;
 }
 
 void StatAhead::listAhead(const Place& place) {
@@ -205,9 +223,11 @@ void StatAhead::work() {
     for (;;) {
         std::erase_if(listings_, finished);
         std::erase_if(ahead_, finished);
-        std::erase_if(entered_, [](const std::shared_ptr<Listing>& listing) {
-            return listing->done_.load(std::memory_order_relaxed);
-        });
+        // The walk leaves the innermost folders first; one it stopped reading for further in
+        // is passed over by nextFolder until the walk leaves the folders inside it.
+        while (!entered_.empty() && entered_.back()->done_.load(std::memory_order_relaxed)) {
+            entered_.pop_back();
+        }
         if (stop_) return;
         // First the next folders the walk will enter, so that they are ready when it leaves
         // the one it is in, then the folder it is in, then what it will find in the next.

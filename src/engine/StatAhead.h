@@ -64,6 +64,9 @@ public:
         bool lasting_ = false;
         platform::Attributes folderAttributes_;
         std::size_t nextFolder_ = 0;  // the thread's place in the search for folders to list
+        // Where the search for folders to list goes on once this listing has none left: the
+        // number of entered_ listings below the next one worth a look. Guarded by the mutex.
+        std::size_t below_ = 0;
         std::unique_ptr<Slot[]> slots_;
         // The thread reads from the last entry down while the walk goes up from the first,
         // so they meet once instead of taking turns entry by entry; both are touched by the
@@ -102,6 +105,7 @@ private:
     // The next entry listed as a folder that the walk will reach, in the folders it is in,
     // innermost first; claimed for the thread. Called with the mutex held.
     bool nextFolder(Place& place);
+    void pushEntered(const std::shared_ptr<Listing>& listing);
     void listAhead(const Place& place);
     // Reads attributes from the end of listing towards the walk, one stride of them.
     static void readStride(Listing& listing);

@@ -53,6 +53,7 @@ FileList FileTools::search(const std::vector<std::string>& paths, std::uint64_t 
     } closeFolders{folderHandles_, scanned_};
     // What the walk met is not needed past the walk.
     listedObjects_ = {};
+    linkClaims_ = {};
     rememberEveryObject_ = false;
     walkedFolders_ = {};
     if (canceled()) {
@@ -143,7 +144,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         scanned_.reorder(std::move(order));
     }
     DigestPipeline pipeline(scanned_, settingsManager.searchCanceledByUser, hashThreads,
-                            batchedReads, &folderHandles_);
+                            batchedReads, &folderHandles_, digestCache);
     const auto fileAt = [&](std::size_t position) {
         FilePtr file = scanned_.file(position);
         file->MD5Hash = pipeline.digestText(position);
@@ -151,6 +152,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         return file;
     };
     std::vector<std::uint8_t> found(n, 0);
+    RunLinks links;
     std::vector<FilePtr> all(withSingles ? n : 0);
     FileList groups;
     const auto stop = [&] {
@@ -168,17 +170,23 @@ FileList FileTools::groupScanned(bool withSingles) {
         if (found[i]) continue;
         const std::uint64_t size = scanned_.size(i);
         FilePtr head;
-        for (std::size_t j = i + 1; j < n; ++j) {
-            if (scanned_.size(j) != size) break;
-            if (canceled()) return stop();
-            if (size < kHashThreshold) {
-                if (!pipeline.waitFor(i)) return stop();
-                if (!sameContents(pipeline, i, j)) continue;
-            }
+        const auto claim = [&](std::size_t j) {
             found[j] = 1;
             if (!head) head = fileAt(i);
             head->duplicates.push_back(scannedMember(j));
             head->duplicates.back().unreadable = pipeline.unreadable(j);
+        };
+        if (size >= kHashThreshold) {
+            for (std::size_t j = i + 1; j < n && scanned_.size(j) == size; ++j) {
+                if (canceled()) return stop();
+                claim(j);
+            }
+        } else {
+            if (i >= links.end && !linkRun(pipeline, i, links)) return stop();
+            for (std::size_t j = links.next(i); j != RunLinks::kNone; j = links.next(j)) {
+                if (canceled()) return stop();
+                claim(j);
+            }
         }
         if (withSingles) {
             all[i] = head ? std::move(head) : fileAt(i);
@@ -187,6 +195,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         }
     }
     postProgress(static_cast<std::int64_t>(n));
+    if (digestCache != nullptr && !canceled()) digestCache->store(pipeline.takeLearned());
     if (!withSingles) return canceled() ? stop() : groups;
     for (std::size_t position = 0; position < n; ++position) {
         if (!all[position]) all[position] = fileAt(position);
@@ -194,6 +203,41 @@ FileList FileTools::groupScanned(bool withSingles) {
     }
     fileList = std::move(all);
     return buildResult();
+}
+
+bool FileTools::linkRun(DigestPipeline& pipeline, std::size_t begin, RunLinks& links) {
+    const std::uint64_t size = scanned_.size(begin);
+    std::size_t end = begin + 1;
+    while (end < scanned_.size() && scanned_.size(end) == size) ++end;
+    links.begin = begin;
+    links.end = end;
+    links.following.assign(end - begin, RunLinks::kUnlinked);
+    if (end - begin < 2) return true;
+    if (!pipeline.waitFor(begin)) return false;
+    // The one-by-one search compares the run's first file with every other before any
+    // other file of the run: that is where it meets, and reports, each unreadable one.
+    for (std::size_t k = begin; k < end; ++k) {
+        const std::string line = pipeline.takeError(k);
+        if (!line.empty()) platform::console(line);
+    }
+    // Files of one digest form a chain in their order: a head claims the rest of its chain,
+    // exactly the files the one-by-one loop finds equal to it, and each of them is then
+    // passed over as found. Sorting by digest finds the chains without comparing every file
+    // with every later one, which grows with the square of the run.
+    std::vector<std::pair<platform::Md5Digest, std::uint32_t>> byDigest;
+    byDigest.reserve(end - begin);
+    for (std::size_t k = begin; k < end; ++k) {
+        if (const platform::Md5Digest* digest = pipeline.hashedDigest(k)) {
+            byDigest.emplace_back(*digest, static_cast<std::uint32_t>(k - begin));
+        }
+    }
+    std::sort(byDigest.begin(), byDigest.end());
+    for (std::size_t k = 1; k < byDigest.size(); ++k) {
+        if (byDigest[k].first == byDigest[k - 1].first) {
+            links.following[byDigest[k - 1].second] = byDigest[k].second;
+        }
+    }
+    return !canceled();
 }
 
 DuplicateFile FileTools::scannedMember(std::size_t index) const {
@@ -235,16 +279,6 @@ std::string FileTools::changedSinceScanLine(const std::string& path) {
 const std::string& FileTools::emptyDigest() {
     static const std::string digest = platform::base64(platform::md5OfBytes(nullptr, 0));
     return digest;
-}
-
-bool FileTools::sameContents(DigestPipeline& pipeline, std::size_t a, std::size_t b) {
-    // The console lines of unreadable files come out where the one-by-one comparison would
-    // have printed them: when a file is first compared.
-    for (std::size_t index : {a, b}) {
-        const std::string line = pipeline.takeError(index);
-        if (!line.empty()) platform::console(line);
-    }
-    return pipeline.sameDigest(a, b);
 }
 
 unsigned FileTools::defaultHashThreads() {

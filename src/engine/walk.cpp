@@ -46,17 +46,26 @@ std::size_t folderHandleBudget() {
 }
 }  // namespace
 
+struct FileTools::WalkFolder {
+    // A chosen folder's path. Any other folder's path is the start of walkPath_ up to
+    // pathLength: the folders on the stack below the chosen ones each lie in the one
+    // before, so one string holds all their paths.
+    std::string path;
+    std::size_t pathLength = 0;
+    platform::FileHandle fd;  // the walk's own, when the folder is not kept for the reads
+    int kept = -1;            // else the one in folderHandles_, open until the search ends
+    std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
+    std::uint32_t scanned = 0;                    // in scanned_'s folder table
+    // Where path really leads, in realPaths_, when a link on the way makes that another
+    // place; 0 when path is it. The location rule then judges each entry by both.
+    std::uint32_t real = 0;
+    // What the folder is, to know it again when it is opened as the folder above another.
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+};
+
 struct FileTools::WalkFrame {
-    struct Folder {
-        std::string path;
-        platform::FileHandle fd;  // the walk's own, when the folder is not kept for the reads
-        int kept = -1;            // else the one in folderHandles_, open until the search ends
-        std::shared_ptr<StatAhead::Listing> listing;  // its entries and their attributes
-        std::uint32_t scanned = 0;                    // in scanned_'s folder table
-        // Where path really leads, in realPaths_, when a link on the way makes that another
-        // place; 0 when path is it. The location rule then judges each entry by both.
-        std::uint32_t real = 0;
-    };
+    using Folder = WalkFolder;
     struct Entry {
         std::uint32_t folder;  // index in folders
         std::uint32_t index;   // index in the folder's listing
@@ -83,7 +92,7 @@ std::vector<std::string> FileTools::removeNestedFolders(const std::vector<std::s
 // Adds one folder's entries to the frame. False when the listing failed, which drops every
 // entry of the call, as a failed listing always has.
 bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHandle fd,
-                          std::string real) {
+                          std::string real, std::uint32_t parent) {
     const auto folder = platform::attributesOf(fd.get(), path);
     if (!folder) {
         platform::console("Ooops! Something went wrong: " + folder.error());
@@ -114,12 +123,15 @@ bool FileTools::addFolder(WalkFrame& frame, std::string path, platform::FileHand
                               : std::make_shared<StatAhead::Listing>(std::move(*entries),
                                                                      platform::FileHandle());
     pushFolder(frame, std::move(path), std::move(fd), kept, handle, std::move(listing),
-               std::move(real));
+               std::move(real), parent);
+    frame.folders.back().device = static_cast<std::uint64_t>(folder->device);
+    frame.folders.back().inode = static_cast<std::uint64_t>(folder->inode);
     return true;
 }
 
 void FileTools::addListedFolder(WalkFrame& frame, std::string path,
-                                std::shared_ptr<StatAhead::Listing> listing, std::string real) {
+                                std::shared_ptr<StatAhead::Listing> listing, std::string real,
+                                std::uint32_t parent) {
     const platform::Attributes& folder = listing->folderAttributes();
     if (!walkedFolders_.insert(folder.device, folder.inode)) {
         statAhead_->leave(*listing);
@@ -139,17 +151,32 @@ void FileTools::addListedFolder(WalkFrame& frame, std::string path,
     }
     statAhead_->enter(listing);
     pushFolder(frame, std::move(path), std::move(own), kept, handle, std::move(listing),
-               std::move(real));
+               std::move(real), parent);
+    frame.folders.back().device = static_cast<std::uint64_t>(folder.device);
+    frame.folders.back().inode = static_cast<std::uint64_t>(folder.inode);
 }
 
 void FileTools::pushFolder(WalkFrame& frame, std::string path, platform::FileHandle fd, int kept,
                            std::uint32_t handle, std::shared_ptr<StatAhead::Listing> listing,
-                           std::string real) {
+                           std::string real, std::uint32_t parent) {
     const auto index = static_cast<std::uint32_t>(frame.folders.size());
     const auto count = static_cast<std::uint32_t>(listing->entries().size());
     frame.entries.reserve(frame.entries.size() + count);
     for (std::uint32_t entry = 0; entry < count; ++entry) frame.entries.push_back({index, entry});
-    const std::uint32_t scanned = scanned_.addFolder(path, handle);
+    std::uint32_t scanned = 0;
+    std::size_t pathLength = 0;
+    if (parent == ScanList::kNoParent) {
+        scanned = scanned_.addFolder(path, handle);
+    } else {
+        const std::size_t slash = path.rfind('/');
+        scanned = scanned_.addFolder(parent, std::string_view(path).substr(slash + 1), handle);
+        walkPath_.swap(path);
+        pathLength = walkPath_.size();
+        // What path holds now is the old walkPath_, as long as the deepest path so far:
+        // kept in the folder's record, one per level, it would make the stack's memory grow
+        // with the square of its depth.
+        std::string().swap(path);
+    }
     if (fd.valid()) ++openFolders_;
     std::uint32_t realIndex = 0;
     if (!real.empty()) {
@@ -157,7 +184,7 @@ void FileTools::pushFolder(WalkFrame& frame, std::string path, platform::FileHan
         realPaths_.push_back(std::move(real));
     }
     frame.folders.push_back(
-        {std::move(path), std::move(fd), kept, std::move(listing), scanned, realIndex});
+        {std::move(path), pathLength, std::move(fd), kept, std::move(listing), scanned, realIndex});
 }
 
 FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
@@ -184,16 +211,24 @@ FileTools::WalkFrame FileTools::openFrame(const std::vector<std::string>& paths,
             frame.entries.clear();
             return frame;
         }
-        if (!addFolder(frame, path, std::move(*fd), std::move(real))) return frame;
+        if (!addFolder(frame, path, std::move(*fd), std::move(real), ScanList::kNoParent)) {
+            return frame;
+        }
     }
     return frame;
+}
+
+std::string_view FileTools::folderPath(const WalkFolder& folder) const {
+    if (folder.pathLength == 0) return folder.path;
+    return std::string_view(walkPath_).substr(0, folder.pathLength);
 }
 
 int FileTools::folderDescriptor(std::vector<WalkFrame>& stack, std::uint32_t folder) {
     WalkFrame::Folder& entry = stack.back().folders[folder];
     if (entry.kept >= 0) return entry.kept;
     if (!entry.fd.valid()) {
-        auto reopened = platform::openPath(entry.path, O_RDONLY | O_DIRECTORY | O_NOCTTY);
+        auto reopened =
+            platform::openPath(std::string(folderPath(entry)), O_RDONLY | O_DIRECTORY | O_NOCTTY);
         if (!reopened) return -1;
         entry.fd = std::move(*reopened);
         ++openFolders_;
@@ -213,12 +248,44 @@ void FileTools::keepWithinFolderBudget(std::vector<WalkFrame>& stack) {
 }
 
 void FileTools::popFrame(std::vector<WalkFrame>& stack) {
+    reopenParentFromChild(stack);
     for (const WalkFrame::Folder& folder : stack.back().folders) {
         if (folder.fd.valid()) --openFolders_;
         if (statAhead_) statAhead_->leave(*folder.listing);
     }
+    // Real paths are added as folders are entered, so the ones of the folders left go last.
+    for (auto folder = stack.back().folders.rbegin(); folder != stack.back().folders.rend();
+         ++folder) {
+        if (folder->real != 0 && folder->real + 1 == realPaths_.size()) realPaths_.pop_back();
+    }
     stack.pop_back();
     lowestOpenFrame_ = std::min(lowestOpenFrame_, stack.size());
+}
+
+// A folder closed to stay within the budget is needed again when the walk comes back to it
+// from the folder it entered last, which is still open. Opening it again by its path would
+// cost a step for every folder above it, so a deep tree would take time that grows with the
+// square of its depth; ".." of that folder is one step, and is taken when it is the same
+// folder (not where a link or a mount would lead instead).
+void FileTools::reopenParentFromChild(std::vector<WalkFrame>& stack) {
+    if (stack.size() < 2 || stack.back().folders.size() != 1) return;
+    WalkFrame& above = stack[stack.size() - 2];
+    if (above.next == 0 || above.next >= above.entries.size()) return;
+    WalkFrame::Folder& parent = above.folders[above.entries[above.next - 1].folder];
+    if (parent.kept >= 0 || parent.fd.valid()) return;
+    const WalkFrame::Folder& child = stack.back().folders.front();
+    const int from = child.kept >= 0 ? child.kept : child.fd.get();
+    if (from < 0) return;
+    platform::FileHandle up(::openat(from, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+    if (!up.valid()) return;
+    const auto attributes = platform::attributesOf(up.get(), {});
+    if (!attributes || static_cast<std::uint64_t>(attributes->device) != parent.device ||
+        static_cast<std::uint64_t>(attributes->inode) != parent.inode) {
+        return;
+    }
+    parent.fd = std::move(up);
+    ++openFolders_;
+    lowestOpenFrame_ = std::min(lowestOpenFrame_, stack.size() - 2);
 }
 
 void FileTools::scanFolders(const std::vector<std::string>& paths, std::uint64_t minimumSize,
@@ -259,6 +326,7 @@ void FileTools::walk(const std::vector<std::string>& paths, std::uint64_t minimu
     }
     statAhead_ = nullptr;
     realPaths_ = {};
+    walkPath_ = {};
 }
 
 void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::uint64_t minimumSize,
@@ -282,7 +350,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const std::string& name = listed.name;
     // Built in place: most entries need their path only for the location check.
     std::string& path = entryPath_;
-    path.assign(in.path);
+    path.assign(folderPath(in));
     if (path.empty() || path.back() != '/') path += '/';
     path += name;
     if (!locations_.allows(path)) return;
@@ -319,7 +387,7 @@ void FileTools::lookAt(std::size_t index, std::vector<WalkFrame>& stack, std::ui
     const bool package = isFolder && packageName;
     if (isFolder && !package) {
         enterFolder(stack, folder, name, path, ignorePackages, std::move(ahead.listing),
-                    item->isLink);
+                    item->isLink, in.scanned);
         return;
     }
     if (!extensions.empty() &&
@@ -366,22 +434,32 @@ bool FileTools::claimObject(const platform::Attributes& item, const platform::At
         }
     }
     if (!rememberEveryObject_ && target.links == 1) return true;
+    // A link to a file is listed with its own size, so it never meets its target, nor a link
+    // of another length to it, in one run of equal sizes. Met before its target, it claims
+    // the object only under that size: claiming the object itself would hide the target and
+    // its true copies. Met after, it is the object listed again and is dropped.
+    if (item.isLink && !target.isFolder && item.size != target.size) {
+        if (listedObjects_.contains(target.device, target.inode)) return false;
+        return linkClaims_.emplace(target.device, target.inode, item.size).second;
+    }
     return listedObjects_.insert(target.device, target.inode);
 }
 
 void FileTools::enterFolder(std::vector<WalkFrame>& stack, int parent, const std::string& name,
                             std::string path, bool ignorePackages,
-                            std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink) {
+                            std::shared_ptr<StatAhead::Listing> listedAhead, bool throughLink,
+                            std::uint32_t parentScanned) {
     std::string real = std::move(entryReal_);
     entryReal_.clear();
     WalkFrame child;
     child.ignorePackages = ignorePackages;
     if (listedAhead) {
-        addListedFolder(child, std::move(path), std::move(listedAhead), std::move(real));
+        addListedFolder(child, std::move(path), std::move(listedAhead), std::move(real),
+                        parentScanned);
     } else if (auto fd = platform::openFolderAt(parent, name.c_str(), path, throughLink)) {
         // A folder that became a link since it was looked at is not followed: its place
         // was judged, not the link's.
-        addFolder(child, std::move(path), std::move(*fd), std::move(real));
+        addFolder(child, std::move(path), std::move(*fd), std::move(real), parentScanned);
     } else {
         platform::console("Ooops! Something went wrong: " + fd.error());
     }

@@ -89,7 +89,9 @@ void ViewControllerProgress::startSearch() {
     searchThreadFinished_ = platform::ObserverRegistration(
         services_.center, kSearchThreadFinished, [window, main](const platform::UserInfo&) {
             main->async([window] {
-                if (window) window->closeProgressWindow();
+                if (!window) return;
+                window->stopped_ = true;
+                if (window->ended_) window->closeProgressWindow();
             });
         });
 
@@ -98,6 +100,12 @@ void ViewControllerProgress::startSearch() {
                                        [window] {
                                            if (window) window->finishSearch();
                                        });
+    run->setOnEnded([window] {
+        if (!window) return;
+        window->ended_ = true;
+        if (window->stopped_) window->closeProgressWindow();
+    });
+    run->setDigestCache(platform::DigestCache::defaultPath());
     contentsReadBefore_ = platform::contentsReadMeter().load(std::memory_order_relaxed);
     lastStep_ = std::chrono::steady_clock::now();
     run->startSearch();

@@ -63,6 +63,10 @@ private:
     platform::ObserverRegistration searchThreadFinished_;
     bool started_ = false;
     bool closed_ = false;
+    // The window closes on "SearchThreadFinished" only once the search's worker has ended
+    // too, so that the next search never starts beside it.
+    bool stopped_ = false;
+    bool ended_ = false;
 };
 
 }  // namespace kelvora

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -30,13 +31,14 @@ struct Outcome {
 
 Outcome search(const std::string& root, unsigned threads, bool batchedReads = true,
                const std::function<void(testing::EngineHarness&)>& onPost = {},
-               bool groupsOnly = false) {
+               bool groupsOnly = false, platform::DigestCache* cache = nullptr) {
     testing::ConsoleCollector console;
     testing::EngineHarness engine;
     if (onPost) engine.onPost = [&](std::size_t) { onPost(engine); };
     FileTools tools = engine.tools();
     tools.hashThreads = threads;
     tools.batchedReads = batchedReads;
+    tools.digestCache = cache;
     Outcome outcome;
     const FileList found = groupsOnly ? tools.findDuplicateGroups({root}, 0, UINT64_MAX, true, {})
                                       : tools.findDuplicates({root}, 0, UINT64_MAX, true, {});
@@ -112,6 +114,70 @@ TEST(Equivalence, hashThreadsChangeNothingOnRandomTrees) {
         ASSERT_EQ(groups.groups, expected) << "round " << round;
         ASSERT_EQ(groups.progress, reference.progress);
         ASSERT_EQ(groups.console, reference.console);
+    }
+}
+
+// A search with a digest cache finds what the one-by-one search finds, whether the cache is
+// new, knows every file, or knows files that have changed since in every way a stamp can
+// hide: rewritten with their old size and date, replaced by another file with the same size
+// and dates, moved to another folder, or gone with their inode reused by a new file.
+TEST(Equivalence, aDigestCacheColdWarmOrStaleChangesNothing) {
+    std::mt19937 random(915);
+    testing::TempTree home;
+    for (int round = 0; round < 4; ++round) {
+        testing::TempTree tree;
+        buildRandomTree(tree, random, {100, 4096, 4097, 16384, 30000}, 70);
+        const std::string cachePath = home.path("cache" + std::to_string(round) + ".sqlite");
+        const auto compare = [&](const std::string& when) {
+            const Outcome reference = search(tree.root(), 0);
+            for (bool batched : {true, false}) {
+                platform::DigestCache cache(cachePath);
+                const Outcome cached = search(tree.root(), 2, batched, {}, false, &cache);
+                ASSERT_EQ(cached.groups, reference.groups) << when << ", round " << round;
+                ASSERT_EQ(cached.progress, reference.progress) << when;
+                ASSERT_EQ(cached.console, reference.console) << when;
+            }
+        };
+        compare("cold");
+        compare("warm");
+        // Every file of a size shared with others, most of them known to the cache now.
+        std::vector<std::string> known;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.root())) {
+            if (entry.is_regular_file() && !entry.is_symlink() && entry.file_size() == 4096) {
+                known.push_back(entry.path().string());
+            }
+        }
+        std::sort(known.begin(), known.end());
+        ASSERT_GE(known.size(), 4u);
+        const auto timesOf = [](const std::string& path) {
+            struct stat st {};
+            ::stat(path.c_str(), &st);
+            return std::array<timespec, 2>{st.st_atim, st.st_mtim};
+        };
+        const auto setTimes = [](const std::string& path, const std::array<timespec, 2>& times) {
+            ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
+        };
+        // Rewritten in place, same size, its modification time put back.
+        auto times = timesOf(known[0]);
+        tree.createFile(known[0].substr(tree.root().size() + 1), std::string(4096, 'r'));
+        setTimes(known[0], times);
+        // Replaced by another file (another inode) of the same size and dates.
+        times = timesOf(known[1]);
+        const std::string replacement = home.createFile("replacement", std::string(4096, 'q'));
+        setTimes(replacement, times);
+        std::filesystem::rename(replacement, known[1]);
+        // Moved to another folder, and swapped with another file of its size.
+        std::filesystem::rename(known[2], tree.path("moved-here"));
+        std::filesystem::rename(known[3], known[2]);
+        std::filesystem::rename(tree.path("moved-here"), known[3]);
+        compare("stale");
+        // Gone, its inode given to a new file of the same size and dates where the file
+        // system hands it out again.
+        times = timesOf(known[0]);
+        std::filesystem::remove(known[0]);
+        tree.createFile(known[0].substr(tree.root().size() + 1), std::string(4096, 'n'));
+        setTimes(known[0], times);
+        compare("inode reused");
     }
 }
 
@@ -386,6 +452,54 @@ TEST(HostileTrees, specialFilesAreNeverListedOrOpened) {
     tools.scanFolders({tree.path("d")}, 0, UINT64_MAX, true, {});
     EXPECT_EQ(testing::relativePaths(tools.fileList, tree.root()),
               std::vector<std::string>{"d/regular"});
+}
+
+// Deeper than the folders the walk may keep open: coming back up, each folder closed on the
+// way down is opened again, and its files are found in it, whether the folder below was
+// entered by its name or through a link (whose ".." is another folder).
+TEST(HostileTrees, aTreeDeeperThanTheOpenFoldersIsWalkedWhole) {
+    testing::TempTree tree;
+    testing::TempTree elsewhere;
+    constexpr int kLevels = 300;
+    constexpr int kLinkAt = 60;  // this level's folder "a" is a link to elsewhere's root
+    const auto chain = [](int levels) {
+        std::string path;
+        for (int k = 0; k < levels; ++k) path += "a/";
+        return path;
+    };
+    std::vector<std::string> expected;
+    for (int level = 0; level < kLevels; ++level) {
+        // "a" comes before "z.bin": each file is looked at after the walk comes back up.
+        const std::string contents = "pair " + std::to_string(level / 2);
+        if (level <= kLinkAt) {
+            tree.createFile(chain(level) + "z.bin", contents);
+        } else {
+            elsewhere.createFile(chain(level - kLinkAt - 1) + "z.bin", contents);
+        }
+        expected.push_back(tree.path(chain(level) + "z.bin"));
+    }
+    tree.createSymlink(chain(kLinkAt) + "a", elsewhere.root());
+    std::sort(expected.begin(), expected.end());
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    struct rlimit low = saved;
+    low.rlim_cur = std::min<rlim_t>(saved.rlim_cur, 532);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    for (const unsigned threads : {0u, 2u}) {
+        testing::EngineHarness engine;
+        FileTools tools = engine.tools();
+        tools.hashThreads = threads;
+        const FileList groups = tools.findDuplicateGroups({tree.root()}, 0, UINT64_MAX, true, {});
+        std::vector<std::string> found;
+        for (const FilePtr& group : groups) {
+            found.push_back(group->path);
+            for (const DuplicateFile& member : group->duplicates) found.push_back(member.path);
+        }
+        std::sort(found.begin(), found.end());
+        EXPECT_EQ(groups.size(), static_cast<std::size_t>(kLevels / 2)) << threads << " threads";
+        EXPECT_EQ(found, expected) << threads << " threads";
+    }
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &saved), 0);
 }
 
 TEST(HostileTrees, pathsLongerThanTheSystemLimitAreFoundAndGrouped) {

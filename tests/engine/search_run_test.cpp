@@ -118,6 +118,49 @@ TEST(SearchRun, aCancelAfterTheEngineReturnedStillClosesAndKeepsNoGroups) {
     EXPECT_TRUE(engine.settings.duplicateFileList.empty());
 }
 
+// The progress window starts the next search from the end of the last one. Cancelled at every
+// step and started again at once, on a pool whose second worker would run the next search
+// beside the last one's remains: no search touches the next one's results or notifications.
+TEST(SearchRun, searchesCancelledAndStartedAgainAtOnceNeverOverlap) {
+    testing::TempTree tree;
+    for (int i = 0; i < 12; ++i) {
+        tree.createFilled("d" + std::to_string(i % 3) + "/f" + std::to_string(i), 4000 + i % 4,
+                          static_cast<char>('a' + i % 2));
+    }
+    testing::EngineHarness engine;
+    engine.settings.listFolderPaths = {tree.root()};
+    engine.settings.minimumFileSize = 0;
+    platform::WorkerPool pool(2);
+    platform::RunLoop loop;
+    for (std::size_t round = 0; round < 60; ++round) {
+        engine.settings.searchCanceledByUser = false;
+        const std::size_t before = engine.posted.size();
+        engine.onPost = [&, cancelAt = before + 1 + round % 40](std::size_t posted) {
+            if (posted == cancelAt) engine.settings.searchCanceledByUser = true;
+        };
+        bool finished = false;
+        bool ended = false;
+        auto run = SearchRun::create({engine.settings, engine.center, pool, loop},
+                                     [&] { finished = true; });
+        run->setOnEnded([&] {
+            ended = true;
+            loop.quit();
+        });
+        run->setHashThreads(round % 3);
+        run->startSearch();
+        loop.run();
+        ASSERT_TRUE(ended);
+        std::size_t stops = 0;
+        for (std::size_t k = before; k < engine.posted.size(); ++k) {
+            stops += engine.posted[k].name == kSearchThreadFinished;
+        }
+        EXPECT_EQ(stops, finished ? 0u : 1u) << "round " << round;
+        EXPECT_EQ(engine.settings.duplicateFileList.empty(), !finished) << "round " << round;
+        EXPECT_TRUE(engine.settings.fileList.empty());
+        engine.settings.duplicateFileList.clear();
+    }
+}
+
 // Every copy the results list shows, its head included, carries what the search saw of it,
 // change time and all, and whether its contents could be read.
 TEST(SearchRun, everyCopyCarriesItsStampAndWhetherItCouldBeRead) {

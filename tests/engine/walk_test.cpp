@@ -105,7 +105,9 @@ TEST(Walk, listsEveryFileSystemObjectOnceWhateverLinksLeadToIt) {
               (Paths{"elsewhere/e.jpg"}));
 }
 
-TEST(Walk, aFileWithOneNameIsListedOnceWhetherItsLinkComesBeforeOrAfterIt) {
+// A link is listed under its own size, which is not its target's: met first, it hides neither
+// the target nor, through it, the target's copies; met after the target, it is dropped.
+TEST(Walk, aLinkToAFileNeverHidesItsTarget) {
     testing::TempTree tree;
     tree.createFile("first/b.jpg", "b");
     tree.createSymlink("first/a.jpg", tree.path("first/b.jpg"));
@@ -114,8 +116,32 @@ TEST(Walk, aFileWithOneNameIsListedOnceWhetherItsLinkComesBeforeOrAfterIt) {
     tree.createSymlink("then/c.jpg", tree.path("then/a.jpg"));
     tree.createSymlink("then/d.jpg", tree.path("first/b.jpg"));
     EXPECT_EQ(walk(tree, {tree.path("first"), tree.path("then")}),
-              (Paths{"first/a.jpg", "then/a.jpg", "then/b.jpg"}));
+              (Paths{"first/a.jpg", "first/b.jpg", "then/a.jpg", "then/b.jpg"}));
     EXPECT_EQ(walk(tree, {tree.path("then")}), (Paths{"then/a.jpg", "then/b.jpg", "then/d.jpg"}));
+}
+
+// A link met before its target once hid the target and so its true copy; and a link whose own
+// length happens to equal its target's size must not be reported as a copy of it, nor two
+// such links as copies of each other: removing the target would leave dangling links.
+TEST(Walk, aLinkAndItsTargetAreNeverCopiesOfEachOther) {
+    for (unsigned threads : {0u, 2u}) {
+        testing::TempTree tree;
+        tree.createFile("z-real.bin", "hello world");
+        tree.createFile("z-copy.bin", "hello world");
+        tree.createSymlink("a-link.bin", "z-real.bin");
+        // "zz-ten.bin" is ten characters long, as is the file it names.
+        tree.createFile("zz-ten.bin", "0123456789");
+        tree.createSymlink("a-ten.bin", "zz-ten.bin");
+        tree.createSymlink("b-ten.bin", "zz-ten.bin");
+        testing::EngineHarness engine;
+        FileTools tools = engine.tools();
+        tools.hashThreads = threads;
+        const FileList found = tools.findDuplicateGroups({tree.root()}, 1, UINT64_MAX, true, {});
+        ASSERT_EQ(found.size(), 1u) << threads << " threads";
+        EXPECT_EQ(found[0]->path, tree.path("z-real.bin"));
+        ASSERT_EQ(found[0]->duplicates.size(), 1u);
+        EXPECT_EQ(found[0]->duplicates[0].path, tree.path("z-copy.bin"));
+    }
 }
 
 TEST(Walk, aFileMountedOverAnotherPathIsListedOnce) {

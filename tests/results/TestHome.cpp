@@ -20,6 +20,7 @@ public:
         ::setenv("HOME", root_.c_str(), 1);
         ::setenv("XDG_DATA_HOME", (root_ + "/.local/share").c_str(), 1);
         ::setenv("XDG_CONFIG_HOME", (root_ + "/.config").c_str(), 1);
+        ::setenv("XDG_CACHE_HOME", (root_ + "/.cache").c_str(), 1);
         ::setenv("TMPDIR", (root_ + "/tmp").c_str(), 1);
         // The cleaning's lock too: test programs that run side by side must not wait on it.
         ::setenv("XDG_RUNTIME_DIR", (root_ + "/run").c_str(), 1);

@@ -1,0 +1,89 @@
+// What earlier searches learned about files' contents, kept in an SQLite file under
+// $XDG_CACHE_HOME/kelvora/ so that a file that has not changed is not read again. An entry
+// is keyed by what says the file is the one that was read (device, inode, size, modification
+// and change time); it holds no path. The cache only ever saves reads: whatever is wrong with
+// it, the search runs as without it, after one console line.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Md5.h"
+
+struct sqlite3;
+
+namespace kelvora::platform {
+
+class UserDefaults;
+
+class DigestCache {
+public:
+    struct Key {
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::uint64_t size = 0;
+        std::int64_t modified = 0;  // nanoseconds since the epoch
+        std::int64_t changed = 0;   // nanoseconds since the epoch
+        bool operator==(const Key&) const = default;
+    };
+    struct Facts {
+        // The quick signature of the first bytes the search reads of a file of this size.
+        std::uint64_t signature = 0;
+        bool hasMd5 = false;  // the file was read whole
+        Md5Digest md5{};
+    };
+    struct Learned {
+        Key key;
+        Facts facts;
+    };
+
+    // The file is opened at the first look-up, not here.
+    explicit DigestCache(std::string path);
+    ~DigestCache();
+    DigestCache(const DigestCache&) = delete;
+    DigestCache& operator=(const DigestCache&) = delete;
+
+    // $XDG_CACHE_HOME/kelvora/digests.sqlite, or ~/.cache/kelvora/digests.sqlite.
+    static std::string defaultPath();
+    // The user default "DigestCache" set to "No" switches the cache off.
+    static bool wanted(const UserDefaults& defaults);
+
+    // What is known of each key, in the keys' order, read in one pass over the file. All
+    // empty when the cache cannot be used.
+    std::vector<std::optional<Facts>> lookUp(const std::vector<Key>& keys);
+    // Adds what a search learned, refreshes the entries it met that were last seen long ago
+    // and drops the old ones, in one transaction. Skipped when another search is writing.
+    void store(std::vector<Learned> learned);
+
+    // Days since the epoch by which entries are aged; tests move it.
+    void setToday(std::int64_t day) { today_ = day; }
+
+    static constexpr std::int64_t kForgetAfterDays = 90;
+    static constexpr std::int64_t kRefreshAfterDays = 7;
+    static constexpr std::int64_t kMostEntries = 1'000'000;
+
+private:
+    struct Close {
+        void operator()(sqlite3* db) const;
+    };
+    bool open();
+    bool prepareSchema();
+    // One console line for the problem; a damaged file is also renamed out of the way.
+    void giveUp(const std::string& what, int code);
+    void setAside();
+
+    std::string path_;
+    std::unique_ptr<sqlite3, Close> db_;
+    bool failed_ = false;
+    std::int64_t today_;
+    // From the look-up: the entries met that are due a new last-seen day, whether any is
+    // past its time, and how many there are.
+    std::vector<Learned> stale_;
+    bool anyExpired_ = false;
+    std::int64_t entries_ = 0;
+};
+
+}  // namespace kelvora::platform

@@ -1,0 +1,182 @@
+// The digest cache saves reads and nothing else: whatever state its file is in, a search finds
+// what it finds without one, says once what is wrong, and leaves a damaged file set aside.
+#include <gtest/gtest.h>
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "support/EngineHarness.h"
+#include "support/TempTree.h"
+
+namespace kelvora {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Found {
+    std::vector<std::string> groups;
+    std::vector<std::string> console;
+};
+
+Found search(const std::string& root, const std::string& cachePath) {
+    testing::ConsoleCollector console;
+    testing::EngineHarness engine;
+    FileTools tools = engine.tools();
+    tools.hashThreads = 2;
+    std::optional<platform::DigestCache> cache;
+    if (!cachePath.empty()) {
+        cache.emplace(cachePath);
+        tools.digestCache = &*cache;
+    }
+    Found found;
+    for (const FilePtr& group : tools.findDuplicateGroups({root}, 1, UINT64_MAX, true, {})) {
+        std::string line = group->path;
+        for (const DuplicateFile& member : group->duplicates) line += " " + member.path;
+        found.groups.push_back(line);
+    }
+    found.console = console.lines();
+    return found;
+}
+
+// Pairs of copies and files that share only their size, small and large.
+void buildTree(testing::TempTree& tree) {
+    for (const std::size_t size : {3000u, 40000u}) {
+        const std::string tag = std::to_string(size);
+        tree.createFilled("a/" + tag + "-one", size, 'o');
+        tree.createFilled("b/" + tag + "-one", size, 'o');
+        tree.createFilled("a/" + tag + "-other", size, 'x');
+        tree.createFilled("b/" + tag + "-third", size, 't');
+    }
+}
+
+struct CacheTest : ::testing::Test {
+    testing::TempTree tree;
+    testing::TempTree home;
+    std::string path = home.path("kelvora/digests.sqlite");
+    Found reference;
+    void SetUp() override {
+        buildTree(tree);
+        reference = search(tree.root(), "");
+        ASSERT_EQ(reference.groups.size(), 2u);
+        ASSERT_TRUE(reference.console.empty());
+    }
+    void runSql(const std::string& sql) {
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+        sqlite3_close(db);
+    }
+};
+
+TEST_F(CacheTest, aMissingCacheIsMadeInAPrivateFolderAndThenSparesTheReads) {
+    EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
+    struct stat folder {};
+    ASSERT_EQ(::stat(home.path("kelvora").c_str(), &folder), 0);
+    EXPECT_EQ(folder.st_mode & 0777, 0700u);
+    // What the cache says is taken without a read: a cached digest that lies shows up as a
+    // group that is not one. (Only a file that changes without a new change time could do this,
+    // which the system does not allow.)
+    const FileStamp other = *FileTools::currentStamp(tree.path("a/3000-other"));
+    const FileStamp third = *FileTools::currentStamp(tree.path("b/3000-third"));
+    runSql("UPDATE digests SET signature = 7, md5 = zeroblob(16) WHERE inode IN (" +
+           std::to_string(other.inode) + ", " + std::to_string(third.inode) + ")");
+    const Found lied = search(tree.root(), path);
+    EXPECT_EQ(lied.groups.size(), 3u);
+    EXPECT_TRUE(lied.console.empty());
+}
+
+TEST_F(CacheTest, aDamagedCacheIsSetAsideWithOneLineAndANewOneIsStarted) {
+    fs::create_directories(home.path("kelvora"));
+    std::ofstream(path) << std::string(9000, 'z');
+    const Found damaged = search(tree.root(), path);
+    EXPECT_EQ(damaged.groups, reference.groups);
+    ASSERT_EQ(damaged.console.size(), 1u);
+    EXPECT_NE(damaged.console[0].find("damaged; set aside as"), std::string::npos);
+    int aside = 0;
+    for (const auto& entry : fs::directory_iterator(home.path("kelvora"))) {
+        aside += entry.path().filename().string().starts_with("digests.sqlite.damaged-");
+    }
+    EXPECT_EQ(aside, 1);
+    EXPECT_FALSE(fs::exists(path));
+    const Found next = search(tree.root(), path);
+    EXPECT_EQ(next.groups, reference.groups);
+    EXPECT_TRUE(next.console.empty());
+    EXPECT_TRUE(fs::exists(path));
+}
+
+TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
+    EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
+    runSql("PRAGMA user_version = 9; DELETE FROM digests;");
+    const Found newer = search(tree.root(), path);
+    EXPECT_EQ(newer.groups, reference.groups);
+    ASSERT_EQ(newer.console.size(), 1u);
+    EXPECT_NE(newer.console[0].find("written by a newer Kelvora"), std::string::npos);
+    runSql("PRAGMA user_version = 1");
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    sqlite3_stmt* count = nullptr;
+    sqlite3_prepare_v2(db, "SELECT count(*) FROM digests", -1, &count, nullptr);
+    ASSERT_EQ(sqlite3_step(count), SQLITE_ROW);
+    EXPECT_EQ(sqlite3_column_int(count, 0), 0) << "nothing was written into it";
+    sqlite3_finalize(count);
+    sqlite3_close(db);
+}
+
+// Another search writing: this one reads what is there and keeps nothing of its own. A file
+// locked for any reading at all: it runs without the cache.
+TEST_F(CacheTest, aLockedCacheCostsOneLineAndNothingElse) {
+    EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
+    tree.createFilled("c/3000-new", 3000, 'n');
+    const Found expected = search(tree.root(), "");
+    sqlite3* writer = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &writer), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const Found whileWritten = search(tree.root(), path);
+    EXPECT_EQ(whileWritten.groups, expected.groups);
+    ASSERT_EQ(whileWritten.console.size(), 1u);
+    EXPECT_NE(whileWritten.console[0].find("in use by another search"), std::string::npos);
+    sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
+    sqlite3_exec(writer,
+                 "PRAGMA locking_mode=EXCLUSIVE; PRAGMA journal_mode=DELETE;"
+                 "BEGIN EXCLUSIVE",
+                 nullptr, nullptr, nullptr);
+    const Found whileLocked = search(tree.root(), path);
+    EXPECT_EQ(whileLocked.groups, expected.groups);
+    EXPECT_EQ(whileLocked.console.size(), 1u);
+    sqlite3_close(writer);
+}
+
+TEST_F(CacheTest, aCacheThatCannotBeWrittenIsNotUsed) {
+    EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
+    ::chmod(path.c_str(), 0444);
+    ::chmod(home.path("kelvora").c_str(), 0555);
+    ::chmod(home.root().c_str(), 0755);
+    const bool alike = testing::runWithoutPrivileges([&] {
+        const Found readOnly = search(tree.root(), path);
+        return readOnly.groups == reference.groups && readOnly.console.size() == 1;
+    });
+    ::chmod(home.path("kelvora").c_str(), 0700);
+    EXPECT_TRUE(alike);
+}
+
+TEST_F(CacheTest, twoSearchesAtOnceBothFindWhatTheyShouldAndLeaveAUsableCache) {
+    for (int round = 0; round < 3; ++round) {
+        Found first;
+        Found second;
+        std::thread other([&] { second = search(tree.root(), path); });
+        first = search(tree.root(), path);
+        other.join();
+        EXPECT_EQ(first.groups, reference.groups);
+        EXPECT_EQ(second.groups, reference.groups);
+    }
+    const Found after = search(tree.root(), path);
+    EXPECT_EQ(after.groups, reference.groups);
+    EXPECT_TRUE(after.console.empty());
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -14,6 +14,7 @@
 #include <openssl/evp.h>
 
 #include "platform/FileSystem.h"
+#include "platform/ReadMeter.h"
 
 namespace kelvora::platform {
 
@@ -85,12 +86,14 @@ Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* ca
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
     Context context = newContext();
     thread_local std::vector<unsigned char> buffer(kBufferSize);
+    ReadTally tally;
     for (;;) {
         if (canceled != nullptr && canceled->load()) return Result<Md5Digest>::failure("canceled");
         const ssize_t got = readSome(fd, buffer.data(), buffer.size());
         if (got == 0) break;
         if (got < 0) return Result<Md5Digest>::failure(errorDescription(path, errno));
         EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(got));
+        tally.add(static_cast<std::uint64_t>(got));
         if (bytesRead != nullptr) *bytesRead += static_cast<std::uint64_t>(got);
     }
     return finish(context.get());

@@ -18,7 +18,8 @@ using Md5Digest = std::array<std::uint8_t, 16>;
 // so a named pipe can never block the search.
 // With a cancel flag, the read stops between chunks once it is set (the result is then a
 // failure), so a cancel takes effect even in the middle of a very large file.
-// bytesRead, when given, receives the number of bytes the digest covers.
+// bytesRead, when given, receives the number of bytes the digest covers. The bytes also go to
+// the process's contents meter (ReadMeter.h).
 Result<Md5Digest> md5OfFile(const std::string& path, const std::atomic<bool>* canceled = nullptr,
                             std::uint64_t* bytesRead = nullptr);
 // Up to maxBytes from the start of a regular file (fewer when the file is shorter); fileSize,

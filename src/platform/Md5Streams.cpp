@@ -11,6 +11,7 @@
 
 #include "platform/Md5Lanes.h"
 #include "platform/Memory.h"
+#include "platform/ReadMeter.h"
 
 namespace kelvora::platform {
 
@@ -75,7 +76,7 @@ void pad(Lane& lane) {
 
 // Makes at least one whole block ready. False when the stream failed: the file could not be
 // read, or ended before or after the length it should have.
-bool refill(Lane& lane) {
+bool refill(Lane& lane, ReadTally& tally) {
     if (lane.left >= kBlock || lane.inTail) return true;
     Md5Streams::Job& job = *lane.job;
     if (job.path != nullptr) {
@@ -95,6 +96,7 @@ bool refill(Lane& lane) {
                 lane.endSeen = true;
             have += static_cast<std::size_t>(got);
             lane.taken += static_cast<std::uint64_t>(got);
+            tally.add(static_cast<std::uint64_t>(got));
         }
         lane.at = buffer;
         lane.left = have;
@@ -124,6 +126,7 @@ void Md5Streams::run(std::span<Job> jobs, const std::atomic<bool>* canceled) {
         each.job = nullptr;
         each.file.reset();
     }
+    ReadTally tally;
     std::size_t next = 0;
     // Gives the lane the next job that has a block ready, or leaves it idle.
     const auto assign = [&](std::size_t index) {
@@ -132,7 +135,7 @@ void Md5Streams::run(std::span<Job> jobs, const std::atomic<bool>* canceled) {
         into.file.reset();
         while (next < jobs.size()) {
             Job& job = jobs[next++];
-            if (start(into, job) && refill(into)) {
+            if (start(into, job) && refill(into, tally)) {
                 lanes.restartLane(index);
                 return;
             }
@@ -166,7 +169,7 @@ void Md5Streams::run(std::span<Job> jobs, const std::atomic<bool>* canceled) {
                 each.job->digest = lanes.laneDigest(index);
                 each.job->ok = true;
                 assign(index);
-            } else if (!refill(each)) {
+            } else if (!refill(each, tally)) {
                 assign(index);
             }
         }

@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
+#include <QScreen>
 #include <QUrl>
 #include <QWidget>
 
@@ -30,6 +31,16 @@ void OnRemoveDuplicatesFromMac() {
 
 void OnCustomSelectDuplicates() {
     OpenWebPage(QString::fromLatin1(kHelpCustomSelectAddress));
+}
+
+void fitOnScreen(QWidget& window) {
+    const QScreen* screen = window.screen();
+    if (screen == nullptr) return;
+    // Room for the frame and title bar the desktop adds around the window.
+    constexpr double kShare = 0.92;
+    const QSize room = screen->availableGeometry().size() * kShare;
+    const QSize fitted = window.size().boundedTo(room).expandedTo(window.minimumSizeHint());
+    if (fitted != window.size()) window.resize(fitted);
 }
 
 WindowActions addWindowActions(QWidget& window) {

@@ -36,6 +36,11 @@ struct WindowActions {
 };
 WindowActions addWindowActions(QWidget& window);
 
+// A window laid out for an ordinary screen is larger than the screen at a large scale factor,
+// and its buttons then lie beyond the screen's edge: shrinks it to the screen's free area, as far
+// as its layout allows. Called before the window is first shown.
+void fitOnScreen(QWidget& window);
+
 // The installed icon (data/icons) from the icon theme; where it is not installed, as when run
 // from the build folder, the same picture drawn, which needs no image plug-in.
 QIcon applicationIcon();

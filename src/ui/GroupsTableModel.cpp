@@ -5,10 +5,12 @@
 
 #include <QBrush>
 #include <QFile>
+#include <QGuiApplication>
 
 #include "core/Texts.h"
 #include "engine/FileTools.h"
 #include "platform/FileSystem.h"
+#include "ui/ContrastStyle.h"
 
 namespace kelvora {
 
@@ -26,12 +28,12 @@ qlonglong selectedCopies(const File& group) {
 
 }  // namespace
 
-std::optional<QColor> qtColour(TextColour colour) {
+std::optional<QColor> qtColour(TextColour colour, const QPalette& palette) {
     switch (colour) {
         case TextColour::SystemRed:
-            // Qt knows no system red; this is the desktop palette's (GNOME's red 3), which
-            // reads on light and dark backgrounds alike.
-            return QColor(0xe0, 0x1b, 0x24);
+            // Qt knows no system red; these are the desktop palette's: GNOME's red 3 on light
+            // backgrounds, and its red 1 on dark ones, where red 3 is too dark to read.
+            return isDarkPalette(palette) ? QColor(0xf6, 0x61, 0x51) : QColor(0xe0, 0x1b, 0x24);
         case TextColour::Green:
             return fromRgba(kGreen);
         case TextColour::Orange:
@@ -68,7 +70,8 @@ QVariant GroupsTableModel::data(const QModelIndex& index, int role) const {
             return {};
         case Qt::ForegroundRole:
             if (column != ColumnCount) return {};
-            if (const auto colour = qtColour(countColour(group))) return QBrush(*colour);
+            if (const auto colour = qtColour(countColour(group), QGuiApplication::palette()))
+                return QBrush(*colour);
             return {};
         case Qt::ToolTipRole:
             if (column == ColumnName) return QFile::decodeName(group.path.c_str());

@@ -6,6 +6,7 @@
 
 #include <QAbstractTableModel>
 #include <QColor>
+#include <QPalette>
 
 #include "core/File.h"
 #include "results/ResultsView.h"
@@ -16,9 +17,9 @@ namespace kelvora {
 // The sortable value of a cell: the byte count of a size, the number behind a count.
 inline constexpr int kRawRole = Qt::UserRole;
 
-// The colour of a text; nothing for the theme's own text colour, which is black on a light
-// desktop and stays readable on a dark one.
-std::optional<QColor> qtColour(TextColour colour);
+// The colour of a text on the given palette; nothing for the theme's own text colour, which is
+// black on a light desktop and stays readable on a dark one.
+std::optional<QColor> qtColour(TextColour colour, const QPalette& palette);
 
 class GroupsTableModel final : public QAbstractTableModel {
     Q_OBJECT

@@ -5,11 +5,13 @@
 #include <vector>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QGridLayout>
 #include <QLabel>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QShortcut>
 
 namespace kelvora {
 
@@ -36,13 +38,38 @@ QString withMnemonic(const std::string& title) {
 
 // A box with an empty message text sizes itself for the empty text, and wraps even a short
 // sentence after a word or two; the empty label would also leave a gap above the sentence.
-void giveRoomToRead(QMessageBox& box) {
+// A report's lines (a path and why it stayed) get room to stand on a line each where they can.
+void giveRoomToRead(QMessageBox& box, const QString& text) {
     if (auto* empty = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) empty->hide();
     auto* grid = qobject_cast<QGridLayout*>(box.layout());
     if (grid == nullptr) return;
-    const int width = box.fontMetrics().averageCharWidth() * 50;
+    qsizetype longest = 0;
+    for (const QString& line : text.split(QLatin1Char('\n')))
+        longest = std::max(longest, line.size());
+    const int width = box.fontMetrics().averageCharWidth() *
+                      static_cast<int>(std::clamp<qsizetype>(longest, 50, 90));
     grid->addItem(new QSpacerItem(width, 0, QSizePolicy::Minimum, QSizePolicy::Fixed),
                   grid->rowCount(), 0, 1, grid->columnCount());
+}
+
+// Lines of a report beyond this go to the details only: a box taller than the screen would
+// hide its own OK button.
+constexpr qsizetype kShownLines = 15;
+
+// Reports are meant to be kept or passed on: every sentence can be selected, Ctrl+C copies the
+// whole text when nothing is selected, and a long report is shown whole in the details.
+void letTheTextBeCopied(QMessageBox& box, const QString& text) {
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    if (lines.size() > kShownLines) {
+        box.setInformativeText(lines.mid(0, kShownLines).join(QLatin1Char('\n')) +
+                               QStringLiteral("\n…"));
+        box.setDetailedText(text);
+    }
+    if (auto* label = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel")))
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    auto* copy = new QShortcut(QKeySequence::Copy, &box);
+    QObject::connect(copy, &QShortcut::activated, &box,
+                     [text] { QGuiApplication::clipboard()->setText(text); });
 }
 
 }  // namespace
@@ -53,7 +80,7 @@ std::int64_t MessageBoxAlerts::runModal(const Alert& alert) {
     box.setWindowTitle(QStringLiteral("Kelvora"));
     box.setText(QString());
     box.setInformativeText(QString::fromStdString(alert.informativeText));
-    giveRoomToRead(box);
+    giveRoomToRead(box, box.informativeText());
 
     // One role for all keeps them in the order given: the desktop layouts sort by role.
     std::vector<QPushButton*> buttons;
@@ -61,6 +88,8 @@ std::int64_t MessageBoxAlerts::runModal(const Alert& alert) {
         buttons.push_back(box.addButton(withMnemonic(title), QMessageBox::ActionRole));
     }
     if (buttons.empty()) buttons.push_back(box.addButton(QMessageBox::Ok));
+    // After the buttons, so that the details button comes after them.
+    letTheTextBeCopied(box, QString::fromStdString(alert.informativeText));
     // Every yes-or-no question here asks before something is removed, forgotten or put back:
     // Return, like Escape, answers "No", so that no single key press does it.
     box.setDefaultButton(buttons.size() == 2 ? buttons.back() : buttons.front());

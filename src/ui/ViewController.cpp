@@ -149,6 +149,7 @@ void ViewController::connectActions() {
     ui->menuWindow->addAction(shared.minimize);
     ui->menuHelp->addAction(shared.helpRemoveDuplicates);
     ui->menuHelp->addAction(shared.helpCustomSelect);
+    fitOnScreen(*this);
     // Below the written items, which keep their places.
     ui->menuHelp->addSeparator();
     QAction* about = ui->menuHelp->addAction(tr("&About Kelvora"));

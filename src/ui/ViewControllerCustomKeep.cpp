@@ -100,6 +100,7 @@ ViewControllerCustomKeep::ViewControllerCustomKeep(SettingsManager& settingsMana
     setWindowFlag(Qt::WindowMinimizeButtonHint);
     ui->tableViewCustomFileTypes->setModel(extensionsModel_);
     addWindowActions(*this);
+    fitOnScreen(*this);
     connectActions();
     fillMenus();
     // Closing the window any other way than with OK is a cancel.

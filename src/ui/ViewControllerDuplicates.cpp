@@ -49,7 +49,8 @@ ViewControllerDuplicates::ViewControllerDuplicates(DuplicatesWindowServices serv
       services_(std::move(services)),
       settingsManager(services_.window.settingsManager),
       groups_(new GroupsTableModel(this)),
-      members_(new MembersTableModel(this)) {
+      members_(new MembersTableModel(this)),
+      overview_(new QLabel(this)) {
     ui->setupUi(this);
     setWindowFlags(windowFlags() | Qt::WindowMinMaxButtonsHint);
     categoryChecks_ = {ui->checkPictures, ui->checkMusic,     ui->checkMovies,
@@ -69,9 +70,13 @@ ViewControllerDuplicates::ViewControllerDuplicates(DuplicatesWindowServices serv
     ui->splitterTables->setStretchFactor(0, 3);
     ui->splitterTables->setStretchFactor(1, 2);
     setUpTables();
+    overview_->setObjectName(QStringLiteral("labelOverview"));
+    overview_->setWordWrap(true);
+    ui->layoutSide->insertWidget(2, overview_);
     showRemovalMode();
     connectActions();
     addWindowActions(*this);
+    fitOnScreen(*this);
     // Keyboard work starts in the list of groups.
     ui->tableViewFiles->setFocus(Qt::OtherFocusReason);
 
@@ -189,9 +194,34 @@ void ViewControllerDuplicates::setCategoryShare(FileCategory category, double ba
 
 void ViewControllerDuplicates::setSpaceSaved(const std::string& sizeText, TextColour colour) {
     QPalette palette = this->palette();
-    if (const auto qt = qtColour(colour)) palette.setColor(QPalette::WindowText, *qt);
+    if (const auto qt = qtColour(colour, palette)) palette.setColor(QPalette::WindowText, *qt);
     ui->labelSpaceSaved->setPalette(palette);
     ui->labelSpaceSaved->setText(QString::fromStdString(sizeText));
+    spaceSavedText_ = QString::fromStdString(sizeText);
+    showOverview();
+}
+
+// Counted here rather than by the model: the line follows every toggle, and the records the
+// tables show are the ones to count.
+void ViewControllerDuplicates::showOverview() {
+    if (!model_) return;
+    const FileList& shown = model_->fileList;
+    std::size_t copies = 0;
+    std::size_t selected = 0;
+    for (const FilePtr& group : shown) {
+        copies += group->duplicates.size();
+        for (const DuplicateFile& copy : group->duplicates) selected += copy.checkState == 1;
+    }
+    const QString groups =
+        shown.size() == 1 ? tr("1 group shown") : tr("%1 groups shown").arg(shown.size());
+    // A size is not broken between its number and its unit where the line wraps.
+    QString space = spaceSavedText_.isEmpty() ? QStringLiteral("0 B") : spaceSavedText_;
+    space.replace(QLatin1Char(' '), QChar::Nbsp);
+    overview_->setText(tr("%1; %2 of %3 copies selected, %4 in all.")
+                           .arg(groups)
+                           .arg(selected)
+                           .arg(copies)
+                           .arg(space));
 }
 
 void ViewControllerDuplicates::setBusy(bool busy) {
@@ -200,6 +230,7 @@ void ViewControllerDuplicates::setBusy(bool busy) {
 
 void ViewControllerDuplicates::reloadGroups() {
     const QScopedValueRollback guard(selectingByCode_, true);
+    showOverview();
     if (!groups_->reload(model_->fileList)) return;
     // A new list drops the view's selection; the group the model has selected stays selected.
     const std::int64_t row = model_->selectedRow;

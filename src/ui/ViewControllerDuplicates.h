@@ -90,6 +90,8 @@ protected:
 
 private:
     void showRemovalMode();
+    // The line that sums up the groups shown and what Clean would do with them.
+    void showOverview();
     // CustomKeepWindow: the custom keep window, run over this one.
     void runModal(const FileList& shownGroups) override;
 
@@ -109,6 +111,8 @@ private:
     std::array<QLabel*, 6> categoryPercents_{};
     GroupsTableModel* groups_;
     MembersTableModel* members_;
+    QLabel* overview_;
+    QString spaceSavedText_;
     // A selection made by the model (or kept across a reload) is not the user's choice and is
     // not reported back.
     bool selectingByCode_ = false;

@@ -8,8 +8,10 @@
 #include <QPointer>
 #include <QTimer>
 
+#include "core/Texts.h"
 #include "engine/FileTools.h"
 #include "engine/SearchRun.h"
+#include "platform/ReadMeter.h"
 #include "ui/AppShell.h"
 #include "ui_ViewControllerProgress.h"
 
@@ -19,6 +21,13 @@ namespace {
 
 constexpr const char* kNoDuplicates = "No duplicate files found.";
 constexpr int kRefreshMilliseconds = 100;
+// Most steps are over in a moment; one that lasts longer than this gets the contents line.
+constexpr std::chrono::milliseconds kLastingStep{1000};
+
+QString contentsReadText(std::uint64_t bytes) {
+    return ViewControllerProgress::tr("Comparing contents: %1 read")
+        .arg(QString::fromStdString(sizeText(bytes)));
+}
 
 }  // namespace
 
@@ -43,6 +52,8 @@ ViewControllerProgress::ViewControllerProgress(WindowServices services, QWidget*
         fontMetrics().horizontalAdvance(QStringLiteral("8888888/8888888 Files Scanned")));
     ui->textFieldPercents->setMinimumWidth(
         fontMetrics().horizontalAdvance(QStringLiteral("100.0%")));
+    ui->labelContentsRead->setMinimumWidth(
+        fontMetrics().horizontalAdvance(contentsReadText(1023ULL << 30)));
     refresh_->setInterval(kRefreshMilliseconds);
     connect(refresh_, &QTimer::timeout, this, &ViewControllerProgress::showLatestProgress);
     connect(ui->buttonCancelSearch, &QPushButton::clicked, this, &ViewControllerProgress::OnCancel);
@@ -95,6 +106,8 @@ void ViewControllerProgress::startSearch() {
         if (window->stopped_) window->closeProgressWindow();
     });
     run->setDigestCache(platform::DigestCache::defaultPath());
+    contentsReadBefore_ = platform::contentsReadMeter().load(std::memory_order_relaxed);
+    lastStep_ = std::chrono::steady_clock::now();
     run->startSearch();
     refresh_->start();
 }
@@ -109,9 +122,22 @@ void ViewControllerProgress::showLatestProgress() {
         checked = latest_->checkedFiles;
         update = latest_->update;
     }
-    if (update == shownUpdate_) return;
-    shownUpdate_ = update;
-    showProgress(total, checked);
+    if (update != shownUpdate_) {
+        shownUpdate_ = update;
+        lastStep_ = std::chrono::steady_clock::now();
+        showProgress(total, checked);
+    }
+    showContentsRead();
+}
+
+void ViewControllerProgress::showContentsRead() {
+    const std::uint64_t read =
+        platform::contentsReadMeter().load(std::memory_order_relaxed) - contentsReadBefore_;
+    if (!contentsReadShown_) {
+        if (read == 0 || std::chrono::steady_clock::now() - lastStep_ < kLastingStep) return;
+        contentsReadShown_ = true;
+    }
+    ui->labelContentsRead->setText(contentsReadText(read));
 }
 
 void ViewControllerProgress::showProgress(std::int64_t totalFiles, std::int64_t checkedFiles) {

@@ -3,6 +3,7 @@
 // either reports that nothing was found or leaves openDuplicatesWindow set for the main window.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -43,6 +44,9 @@ private:
     struct LatestCounts;
     void startSearch();
     void showLatestProgress();
+    // Once a step of the search has lasted, the bytes of file contents read so far: the counts
+    // stand still while one group of large files is compared, and the window must not look hung.
+    void showContentsRead();
 
     std::unique_ptr<Ui::ViewControllerProgress> ui;
     WindowServices services_;
@@ -51,6 +55,9 @@ private:
     // more often than anyone can read, and one repaint per step would freeze the window.
     std::shared_ptr<LatestCounts> latest_;
     std::uint64_t shownUpdate_ = 0;
+    std::chrono::steady_clock::time_point lastStep_;
+    std::uint64_t contentsReadBefore_ = 0;  // the meter when this search began
+    bool contentsReadShown_ = false;
     QTimer* refresh_;
     platform::ObserverRegistration updateProgress_;
     platform::ObserverRegistration searchThreadFinished_;

@@ -17,6 +17,7 @@
 #include "platform/Queues.h"
 #include "platform/UserDefaults.h"
 #include "ui/AppShell.h"
+#include "ui/ContrastStyle.h"
 #include "ui/FileDialogPanels.h"
 #include "ui/FileTypeIcons.h"
 #include "ui/MessageBoxAlerts.h"
@@ -83,6 +84,7 @@ int runApplication(int argc, char** argv) {
     // The theme is settled first: the installed icon is looked up in it.
     useDefaultIconThemeWithoutDesktop();
     QApplication::setWindowIcon(applicationIcon());
+    ContrastStyle::install();
 
     // Static: a search cancelled at the very end may still schedule its last step on it while
     // the application is already gone.

@@ -9,6 +9,7 @@
 #include "platform/Md5.h"
 #include "platform/Md5Lanes.h"
 #include "platform/Md5Streams.h"
+#include "platform/ReadMeter.h"
 #include "support/TempTree.h"
 
 namespace kelvora::platform {
@@ -97,7 +98,7 @@ TEST(Md5Streams, hashesStreamsOfEveryLengthAndLeavesBrokenFilesToTheCaller) {
     if (!Md5Streams::available()) GTEST_SKIP() << "no vector lanes on this processor";
     testing::TempTree tree;
     std::mt19937 random(42);
-    const std::size_t lengths[] = {0,   1,   55,  56,    63,     64,    65,  119,
+    const std::size_t lengths[] = {0,   1,   55,  56,    63,    64,    65,     119,
                                    120, 128, 999, 65535, 65536, 65601, 300000, 7};
     std::vector<std::string> contents;
     std::vector<std::string> paths;
@@ -134,8 +135,13 @@ TEST(Md5Streams, hashesStreamsOfEveryLengthAndLeavesBrokenFilesToTheCaller) {
     const std::string pipe = tree.path("pipe");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0644), 0);
     jobs.push_back({nullptr, pipe.c_str(), 10});
+    const std::uint64_t meterBefore = contentsReadMeter().load();
     Md5Streams::run(jobs);
     ASSERT_EQ(firstBroken, contents.size());
+    std::uint64_t readWhole = 0;
+    for (std::size_t i = 0; i < firstBroken; ++i)
+        if (jobs[i].path != nullptr) readWhole += jobs[i].length;
+    EXPECT_GE(contentsReadMeter().load() - meterBefore, readWhole);
     for (std::size_t i = 0; i < contents.size(); ++i) {
         ASSERT_TRUE(jobs[i].ok) << i;
         EXPECT_EQ(jobs[i].digest, md5OfBytes(contents[i].data(), contents[i].size()))

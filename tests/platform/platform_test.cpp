@@ -16,6 +16,7 @@
 #include "platform/Md5.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
+#include "platform/ReadMeter.h"
 #include "support/TempTree.h"
 
 namespace kelvora::platform {
@@ -33,6 +34,12 @@ TEST(Md5, matchesTheKnownDigestsWhetherStreamedOrNot) {
     const auto streamed = md5OfFile(tree.createFile("big", big));
     ASSERT_TRUE(streamed);
     EXPECT_EQ(*streamed, md5OfBytes(big.data(), big.size()));
+
+    // Every byte hashed reaches the meter that the progress window watches, the last
+    // mebibyte's odd end included.
+    const std::uint64_t before = contentsReadMeter().load();
+    ASSERT_TRUE(md5OfFile(tree.createFilled("meter", (5 << 20) + 3)));
+    EXPECT_EQ(contentsReadMeter().load() - before, (5u << 20) + 3);
 }
 
 TEST(Md5, refusesFoldersAndPipesWithoutBlocking) {

@@ -3,6 +3,7 @@
 #include <QAbstractItemModelTester>
 #include <QAction>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QDesktopServices>
 #include <QDragEnterEvent>
 #include <QFileDialog>
@@ -14,6 +15,7 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSlider>
 #include <QTableView>
 #include <QTest>
@@ -23,6 +25,7 @@
 #include <sys/stat.h>
 
 #include "KelvoraVersion.h"
+#include "KeyboardChecks.h"
 #include "UiTestSupport.h"
 #include "support/TempTree.h"
 #include "ui/AppShell.h"
@@ -30,6 +33,7 @@
 #include "ui/FolderListModel.h"
 #include "ui/MessageBoxAlerts.h"
 #include "ui/ViewController.h"
+#include "ui/ViewControllerProgress.h"
 
 using namespace kelvora;
 using namespace kelvora::testing;
@@ -119,6 +123,35 @@ private Q_SLOTS:
                          returnOnRating ? kFirstButton : kSecondButton);
             }
         }
+    }
+
+    // A report of the copies that stayed is for keeping: Ctrl+C takes the whole of it, and one
+    // too long for the screen is shown whole in the details, behind its OK.
+    void aLongReportCanBeCopiedWholeAndStillFitsTheScreen() {
+        QString report = QStringLiteral("These copies were not removed:");
+        for (int i = 0; i < 40; ++i)
+            report += QStringLiteral("\n/data/copy %1.jpg: permission denied.").arg(i);
+        QGuiApplication::clipboard()->clear();
+        QString shown;
+        QString details;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr || !box->isVisible()) return;
+            look.stop();
+            shown = box->informativeText();
+            details = box->detailedText();
+            box->activateWindow();
+            QTest::keyClick(box, Qt::Key_C, Qt::ControlModifier);
+            QTest::keyClick(box, Qt::Key_Return);
+        });
+        look.start(10);
+        QCOMPARE(MessageBoxAlerts().runModal({report.toStdString(), {"OK"}}), kFirstButton);
+        QCOMPARE(QGuiApplication::clipboard()->text(), report);
+        QCOMPARE(details, report);
+        QVERIFY(shown.count(QLatin1Char('\n')) <= 16);
+        QVERIFY(
+            shown.startsWith(QStringLiteral("These copies were not removed:\n/data/copy 0.jpg")));
     }
 
     void init() {
@@ -509,6 +542,28 @@ private Q_SLOTS:
         QVERIFY(shown.contains(QString::fromLatin1(kVersionText)));
         QVERIFY(shown.contains("MIT"));
         QVERIFY(shown.contains(kHomePageAddress));
+    }
+
+    // At a large scale factor a window laid out for an ordinary screen is larger than the
+    // screen, and Find Duplicates would lie beyond its edge.
+    void aWindowTooLargeForTheScreenIsShrunkToFitIt() {
+        const QSize room = window->screen()->availableGeometry().size();
+        QVERIFY(window->height() <= room.height());
+        window->resize(room * 3);
+        fitOnScreen(*window);
+        QVERIFY(window->width() <= room.width() && window->height() <= room.height());
+        QVERIFY(window->width() >= window->minimumSizeHint().width());
+        QVERIFY(window->height() >= window->minimumSizeHint().height());
+    }
+
+    void everyAltLetterBelongsToOneControlAndTabsInReadingOrder() {
+        child<QRadioButton>(*window, "radioCustomFileTypes")->click();
+        KELVORA_VERIFY_KEYBOARD(*window);
+        ViewControllerProgress progress(fixture->services(false), window.get());
+        KELVORA_VERIFY_KEYBOARD(progress);
+        progress.cancelSearch();
+        fixture->manualBackground.runOnWorker();
+        QTRY_VERIFY(!progress.isVisible());
     }
 
     void theFolderPanelChoosesSeveralFolders() {

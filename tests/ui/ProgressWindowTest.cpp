@@ -1,5 +1,10 @@
 // The progress window over a real search of real folders: its texts, the cancel in all its
 // forms, and the two ways a search ends.
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -160,6 +165,43 @@ private Q_SLOTS:
         QVERIFY(fixture->alerts.shown.empty());
         QVERIFY(!fixture->settings.openDuplicatesWindow);
         QVERIFY(fixture->settings.duplicateFileList.empty());
+    }
+
+    // Four large files of one size are hashed in one step, the first of the comparison. The
+    // test holds the search there, as a slow disk would, on the search's own thread: the pool's
+    // workers go on reading meanwhile, the counts stand still, and the window says how much it
+    // has read. (Files of 100 MiB and more are matched on their size alone and never read.)
+    void aLastingComparisonShowsTheContentsReadWhileTheCountsStandStill() {
+        constexpr std::uint64_t kSize = 90ULL << 20;
+        for (const char* name : {"a/1.bin", "a/2.bin", "a/3.bin", "a/4.bin"})
+            tree->createSparse(name, kSize, kSize / 2, 'k');
+        fixture->settings.listFolderPaths = {tree->path("a")};
+        fixture->settings.minimumFileSize = 1;
+
+        std::promise<void> release;
+        const std::shared_future<void> released = release.get_future().share();
+        const auto held = std::make_shared<std::atomic<bool>>(false);
+        // Registered before the window's own observer, so the window never learns of step 1.
+        const platform::ObserverRegistration hold(
+            fixture->center, kUpdateProgress, [released, held](const platform::UserInfo& info) {
+                if (info.at(kCheckedFiles) == 1 && !held->exchange(true))
+                    released.wait_for(std::chrono::seconds(30));
+            });
+        window = std::make_unique<ViewControllerProgress>(fixture->services());
+        window->show();
+        QTRY_VERIFY_WITH_TIMEOUT(held->load(), 20000);
+        QCOMPARE(text("labelContentsRead"), QString());
+        QTRY_COMPARE_WITH_TIMEOUT(text("labelContentsRead"),
+                                  QStringLiteral("Comparing contents: 360.0 MB read"), 30000);
+        QCOMPARE(text("textFieldFilesScanned"), "0/4 Files Scaned");
+        QCOMPARE(text("textFieldPercents"), "0.0%");
+
+        release.set_value();
+        QTRY_VERIFY_WITH_TIMEOUT(!window->isVisible(), 20000);
+        QCOMPARE(text("textFieldFilesScanned"), "4/4 Files Scaned");
+        QCOMPARE(fixture->settings.duplicateFileList.size(), 1u);
+        QCOMPARE(fixture->settings.duplicateFileList.front()->duplicates.size(),
+                 4u);  // the head first
     }
 };
 

@@ -1,12 +1,15 @@
 // The results window over a real search of real files: the tables, the category filter with its
 // shares, the keep segments and hand toggles in the shared records, the custom keep and
 // information windows it opens, the file manager, and cleaning into the trash.
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sstream>
 
 #include <QAction>
+#include <QApplication>
+#include <QBrush>
 #include <QCheckBox>
 #include <QImage>
 #include <QLabel>
@@ -14,14 +17,20 @@
 #include <QProgressBar>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QStyle>
+#include <QStyleFactory>
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
 
+#include "KeyboardChecks.h"
 #include "ResultsWindowSupport.h"
 #include "core/Texts.h"
 #include "ui/CleaningHistoryWindow.h"
+#include "ui/ContrastStyle.h"
+#include "ui/GroupsTableModel.h"
+#include "ui/RevealInFileManager.h"
 #include "ui/SegmentedControl.h"
 #include "ui/ViewController.h"
 #include "ui/ViewControllerCustomKeep.h"
@@ -60,6 +69,45 @@ std::uint64_t makeDuplicates(TempTree& tree) {
     return bytes.size();
 }
 
+// The contrast ratio of two colours as the accessibility guidelines define it: 4.5 is the least
+// for text, 3 for the parts of a control, 1 is none.
+double contrast(const QColor& a, const QColor& b) {
+    const auto luminance = [](const QColor& colour) {
+        const auto channel = [](double value) {
+            return value <= 0.03928 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * channel(colour.redF()) + 0.7152 * channel(colour.greenF()) +
+               0.0722 * channel(colour.blueF());
+    };
+    const double first = luminance(a);
+    const double second = luminance(b);
+    return (std::max(first, second) + 0.05) / (std::min(first, second) + 0.05);
+}
+
+// Fusion with the dark palette most dark themes give, for as long as it lives.
+struct DarkFusion {
+    QPalette light = QApplication::palette();
+    QString style = QApplication::style()->name();
+    DarkFusion() {
+        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+        ContrastStyle::install();
+        QPalette dark;
+        const QColor window(53, 53, 53);
+        const QColor text(230, 230, 230);
+        for (const auto role : {QPalette::Window, QPalette::Button}) dark.setColor(role, window);
+        for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+            dark.setColor(role, text);
+        dark.setColor(QPalette::Base, QColor(35, 35, 35));
+        dark.setColor(QPalette::AlternateBase, QColor(48, 48, 48));
+        dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
+        QApplication::setPalette(dark);
+    }
+    ~DarkFusion() {
+        QApplication::setStyle(QStyleFactory::create(style));
+        QApplication::setPalette(light);
+    }
+};
+
 States checks(const File& group) {
     States states;
     for (const DuplicateFile& member : group.duplicates) states.push_back(member.checkState);
@@ -80,6 +128,7 @@ class ResultsWindowTest : public QObject {
     QTableView* copies() { return child<QTableView>(window(), "tableViewDuplicates"); }
     QString text(const char* label) { return child<QLabel>(window(), label)->text(); }
     QString spaceSaved() { return text("labelSpaceSaved"); }
+    QString overview() { return text("labelOverview").replace(QChar::Nbsp, QLatin1Char(' ')); }
     QString cell(int row, int column) {
         return files()->model()->index(row, column).data().toString();
     }
@@ -220,6 +269,21 @@ private Q_SLOTS:
         QTRY_COMPARE(spaceSaved(), QStringLiteral("0 B"));
     }
 
+    void theOverviewFollowsTheGroupsShownAndEverySelection() {
+        openAndSettle();
+        QCOMPARE(overview(), "4 groups shown; 0 of 9 copies selected, 0 B in all.");
+        pressSpaceOnCopy(1);
+        QTRY_COMPARE(overview(), "4 groups shown; 1 of 9 copies selected, 6.8 KB in all.");
+        click("checkApplyForAll");
+        clickSegment(KeepAll);
+        QTRY_COMPARE(overview(),
+                     "4 groups shown; 9 of 9 copies selected, " + spaceSaved() + " in all.");
+        for (const char* category : {"checkArchives", "checkDocuments", "checkMusic"})
+            click(category);
+        QTRY_COMPARE(overview(),
+                     "1 group shown; 3 of 3 copies selected, " + spaceSaved() + " in all.");
+    }
+
     void theCustomOptionRunsItsWindowAndCancelGoesBack() {
         openAndSettle();
         files()->selectRow(3);
@@ -270,6 +334,74 @@ private Q_SLOTS:
         QCOMPARE(name, QStringLiteral("bundle"));
         QCOMPARE(extension, QStringLiteral("zip"));
         QCOMPARE(size, QStringLiteral("6.8 KB"));
+    }
+
+    // On a light palette the counts keep their written colours; on a dark one every coloured
+    // text and the frame of an unchecked copy's box stand out from what is behind them.
+    void countsSpaceAndCheckBoxesReadOnLightAndDarkPalettes() {
+        const QPalette light = QApplication::palette();
+        QCOMPARE(*qtColour(TextColour::SystemRed, light), QColor(0xe0, 0x1b, 0x24));
+        QCOMPARE(*qtColour(TextColour::Green, light), QColor(27, 209, 51));
+        QCOMPARE(*qtColour(TextColour::Orange, light), QColor(249, 183, 27));
+
+        const DarkFusion dark;
+        openAndSettle();
+        const QColor base = copies()->palette().color(QPalette::Base);
+        for (const TextColour colour :
+             {TextColour::SystemRed, TextColour::Green, TextColour::Orange})
+            QVERIFY(contrast(*qtColour(colour, QApplication::palette()), base) >= 4.5);
+        const auto countColour = [this](int row) {
+            return files()->model()->index(row, 3).data(Qt::ForegroundRole).value<QBrush>().color();
+        };
+        QVERIFY(contrast(countColour(0), base) >= 4.5);  // red: no copy selected yet
+        pressSpaceOnCopy(1);
+        QTRY_COMPARE(spaceSaved(), QStringLiteral("6.8 KB"));
+        QVERIFY(
+            contrast(
+                child<QLabel>(window(), "labelSpaceSaved")->palette().color(QPalette::WindowText),
+                window().palette().color(QPalette::Window)) >= 4.5);
+
+        // Row 0 is unchecked and not selected: its box must show against the row.
+        copies()->clearSelection();
+        const QRect cell = copies()->visualRect(copies()->model()->index(0, 0));
+        const QImage image = copies()->viewport()->grab(cell).toImage();
+        const QColor behind = image.pixelColor(0, 0);
+        double strongest = 1.0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                strongest = std::max(strongest, contrast(image.pixelColor(x, y), behind));
+        QVERIFY2(strongest >= 3.0, qPrintable(QString::number(strongest)));
+    }
+
+    // Each window, with every control a keyboard user can reach enabled.
+    void everyWindowGivesEachAltLetterToOneControlAndTabsInReadingOrder() {
+        openAndSettle();
+        copies()->selectRow(0);
+        KELVORA_VERIFY_KEYBOARD(window());
+
+        ViewControllerCustomKeep custom(settings(), fixture->ui.alerts, fixture->ui.panels,
+                                        settings().duplicateFileList, &window());
+        KELVORA_VERIFY_KEYBOARD(custom);
+        ViewControllerInfo info(settings(), fixture->ui.manualBackground, platform::mainQueue(),
+                                &window());
+        KELVORA_VERIFY_KEYBOARD(info);
+        CleaningHistoryWindow history(fixture->ui.alerts, &window());
+        KELVORA_VERIFY_KEYBOARD(history);
+    }
+
+    // The file manager gets the bytes of the name, whatever they are: a name that is not
+    // UTF-8 decoded to text would address a file that does not exist.
+    void theFileManagerIsGivenTheNameByteForByte() {
+        const std::string path = fixture->tree.createFile("odd \xff name%\n#?.txt", "x");
+        const QUrl url = fileUrl(path);
+        const QByteArray encoded = url.toString(QUrl::FullyEncoded).toUtf8();
+        QVERIFY2(
+            encoded.startsWith("file:///") && encoded.endsWith("/odd%20%FF%20name%25%0A%23%3F.txt"),
+            encoded.constData());
+        const QByteArray back =
+            QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+        QCOMPARE(back.toStdString(), path);
+        QVERIFY(fs::exists(fs::path(back.toStdString())));
     }
 
     void cleaningTrashesCheckedCopiesAndClosesWhenNothingIsLeft() {

@@ -141,7 +141,10 @@ private Q_SLOTS:
             look.stop();
             shown = box->informativeText();
             details = box->detailedText();
+            // The shortcut belongs to the box's window, which must be active first: on a busy
+            // machine the activation comes a few events later.
             box->activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(box));
             QTest::keyClick(box, Qt::Key_C, Qt::ControlModifier);
             QTest::keyClick(box, Qt::Key_Return);
         });

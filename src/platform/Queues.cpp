@@ -42,10 +42,10 @@ void WorkerPool::work() {
 }
 
 void RunLoop::async(Task task) {
-    {
-        std::lock_guard lock(mutex_);
-        tasks_.push_back(std::move(task));
-    }
+    // Woken under the lock: the task a thread posts last (the end of a search) may be the one
+    // after which the loop's owner destroys it, and the poster must be done with it by then.
+    std::lock_guard lock(mutex_);
+    tasks_.push_back(std::move(task));
     wake_.notify_one();
 }
 
@@ -67,10 +67,8 @@ void RunLoop::run() {
 }
 
 void RunLoop::quit() {
-    {
-        std::lock_guard lock(mutex_);
-        quitting_ = true;
-    }
+    std::lock_guard lock(mutex_);
+    quitting_ = true;
     wake_.notify_one();
 }
 

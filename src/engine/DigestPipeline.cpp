@@ -161,11 +161,18 @@ platform::DigestCache::Key cacheKey(const FileStamp& stamp) {
 
 // Only the files that share their size with another are ever read, so only they are looked up.
 void DigestPipeline::lookUpKnown() {
+    // Each array below is filled once, in full: its pages come in one call rather than a
+    // fault each, and what the workers learn never moves as it grows.
+    std::size_t candidates = 0;
+    for (const Run& run : runs_) candidates += run.end - run.begin;
     std::vector<platform::DigestCache::Key> keys;
+    platform::reservePopulated(keys, candidates);
+    platform::reservePopulated(learned_, candidates);
     for (const Run& run : runs_) {
         for (std::size_t i = run.begin; i < run.end; ++i) keys.push_back(cacheKey(files_.stamp(i)));
     }
     const auto found = cache_->lookUp(keys);
+    platform::reservePopulated(known_, files_.size());
     known_.resize(files_.size());
     std::size_t k = 0;
     for (const Run& run : runs_) {

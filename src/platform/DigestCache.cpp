@@ -249,11 +249,19 @@ void DigestCache::store(std::vector<Learned> learned) {
     if (!db_) return;
     sqlite3* db = db_.get();
     const std::size_t fresh = learned.size();
-    // What was learned now comes last, so that it wins over a refreshed entry of the same key.
-    learned.insert(learned.begin(), stale_.begin(), stale_.end());
+    // Written in key order, which keeps the table's pages together. A refreshed entry goes
+    // only where nothing was learned of its key now, which wins; sorted in place, without
+    // the buffer of a stable sort (the same key learned twice holds the same facts).
+    const auto before = [](const Learned& a, const Learned& b) { return keyBefore(a.key, b.key); };
+    std::sort(learned.begin(), learned.end(), before);
+    for (const Learned& refreshed : stale_) {
+        if (!std::binary_search(learned.begin(),
+                                learned.begin() + static_cast<std::ptrdiff_t>(fresh), refreshed,
+                                before)) {
+            learned.push_back(refreshed);
+        }
+    }
     stale_.clear();
-    std::stable_sort(learned.begin(), learned.end(),
-                     [](const Learned& a, const Learned& b) { return keyBefore(a.key, b.key); });
     const bool overfull = entries_ + static_cast<std::int64_t>(fresh) > kMostEntries;
     if (learned.empty() && !anyExpired_ && !overfull) return;
     sqlite3_busy_timeout(db, 0);

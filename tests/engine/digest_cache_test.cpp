@@ -178,5 +178,47 @@ TEST_F(CacheTest, twoSearchesAtOnceBothFindWhatTheyShouldAndLeaveAUsableCache) {
     EXPECT_TRUE(after.console.empty());
 }
 
+// Entries age by the day they were last met: one met again after a week is written anew, one
+// not met for 90 days goes at the next write, and what a search learns now wins over an entry
+// it only met.
+TEST(DigestCacheAgeing, entriesNotMetFor90DaysGoAndThoseMetStay) {
+    testing::TempTree home;
+    const std::string path = home.path("digests.sqlite");
+    using Key = platform::DigestCache::Key;
+    const Key met{1, 10, 3000, 111, 222};
+    const Key forgotten{1, 11, 3000, 111, 222};
+    const auto learned = [](const Key& key, std::uint64_t signature) {
+        return platform::DigestCache::Learned{key, {signature, false, {}}};
+    };
+    constexpr std::int64_t kDay = 20000;
+    {
+        platform::DigestCache cache(path);
+        cache.setToday(kDay);
+        cache.lookUp({met, forgotten});
+        cache.store({learned(met, 7), learned(forgotten, 8)});
+    }
+    for (const std::int64_t day : {kDay + 30, kDay + 60, kDay + 95}) {
+        platform::DigestCache cache(path);
+        cache.setToday(day);
+        const auto found = cache.lookUp({met});
+        ASSERT_TRUE(found[0]) << day;
+        EXPECT_EQ(found[0]->signature, 7u);
+        cache.store({});
+    }
+    {
+        platform::DigestCache cache(path);
+        cache.setToday(kDay + 96);
+        const auto found = cache.lookUp({met, forgotten});
+        EXPECT_TRUE(found[0]) << "met every month, it stays";
+        EXPECT_FALSE(found[1]) << "not met since its first day, it went";
+        cache.store({learned(met, 9)});
+    }
+    platform::DigestCache cache(path);
+    cache.setToday(kDay + 200);
+    const auto found = cache.lookUp({met});
+    ASSERT_TRUE(found[0]);
+    EXPECT_EQ(found[0]->signature, 9u) << "what was learned last wins";
+}
+
 }  // namespace
 }  // namespace kelvora

@@ -161,13 +161,14 @@ platform::DigestCache::Key cacheKey(const FileStamp& stamp) {
 
 // Only the files that share their size with another are ever read, so only they are looked up.
 void DigestPipeline::lookUpKnown() {
-    // Each array below is filled once, in full: its pages come in one call rather than a
-    // fault each, and what the workers learn never moves as it grows.
+    // The keys are filled once, in full: their pages come in one call rather than a fault
+    // each. What the workers learn never moves as it grows, but takes its pages only as it
+    // is filled: on a second search it stays nearly empty.
     std::size_t candidates = 0;
     for (const Run& run : runs_) candidates += run.end - run.begin;
     std::vector<platform::DigestCache::Key> keys;
     platform::reservePopulated(keys, candidates);
-    platform::reservePopulated(learned_, candidates);
+    learned_.reserve(candidates);
     for (const Run& run : runs_) {
         for (std::size_t i = run.begin; i < run.end; ++i) keys.push_back(cacheKey(files_.stamp(i)));
     }

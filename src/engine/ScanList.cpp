@@ -57,17 +57,31 @@ void ScanList::add(std::uint32_t folder, std::string_view name, std::uint64_t si
 }
 
 std::string ScanList::path(std::size_t index) const {
-    // The names from the file up to its chosen folder, then joined from the top down.
-    std::vector<const char*> names{name(index)};
-    std::uint32_t folder = (*this)[index].folder;
-    for (; folders_[folder].parent != kNoParent; folder = folders_[folder].parent) {
-        names.push_back(storedName(folders_[folder].name));
+    // The names from the file up to its chosen folder, measured first and then written from
+    // the end: one allocation and no list of the names, for every member of every group.
+    const char* leaf = name(index);
+    std::size_t length = std::strlen(leaf);
+    std::uint32_t top = (*this)[index].folder;
+    for (; folders_[top].parent != kNoParent; top = folders_[top].parent) {
+        length += std::strlen(storedName(folders_[top].name)) + 1;
     }
-    std::string path = folders_[folder].path;
-    for (auto name = names.rbegin(); name != names.rend(); ++name) {
-        if (path.empty() || path.back() != '/') path += '/';
-        path += *name;
+    const std::string& root = folders_[top].path;
+    const bool slash = root.empty() || root.back() != '/';
+    length += root.size() + (slash ? 1 : 0);
+    std::string path(length, '/');
+    char* end = path.data() + length;
+    const auto put = [&end](const char* name) {
+        const std::size_t size = std::strlen(name);
+        end -= size;
+        std::memcpy(end, name, size);
+    };
+    put(leaf);
+    for (std::uint32_t folder = (*this)[index].folder; folder != top;
+         folder = folders_[folder].parent) {
+        --end;  // the '/' the string was filled with
+        put(storedName(folders_[folder].name));
     }
+    std::memcpy(path.data(), root.data(), root.size());
     return path;
 }
 

@@ -60,6 +60,8 @@ public:
 
     // Days since the epoch by which entries are aged; tests move it.
     void setToday(std::int64_t day) { today_ = day; }
+    // The most entries kept; tests lower it.
+    void setMostEntries(std::int64_t most) { mostEntries_ = most; }
 
     static constexpr std::int64_t kForgetAfterDays = 90;
     static constexpr std::int64_t kRefreshAfterDays = 7;
@@ -74,16 +76,19 @@ private:
     // One console line for the problem; a damaged file is also renamed out of the way.
     void giveUp(const std::string& what, int code);
     void setAside();
+    // Keeps the entries within the cap, inside the store's transaction; an SQLite code.
+    int trim();
 
     std::string path_;
     std::unique_ptr<sqlite3, Close> db_;
     bool failed_ = false;
     std::int64_t today_;
-    // From the look-up: the entries met that are due a new last-seen day, whether any is
-    // past its time, and how many there are.
+    // From the look-up: the entries met that are due a new last-seen day, the buckets that
+    // hold an entry past its time, and how many entries there are.
     std::vector<Learned> stale_;
-    bool anyExpired_ = false;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> expired_;  // device, bucket
     std::int64_t entries_ = 0;
+    std::int64_t mostEntries_ = kMostEntries;
 };
 
 }  // namespace kelvora::platform

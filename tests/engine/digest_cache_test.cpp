@@ -70,6 +70,21 @@ struct CacheTest : ::testing::Test {
         EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
         sqlite3_close(db);
     }
+    // The rows of a table, or -1 when there is no such table.
+    std::int64_t rows(const std::string& table) {
+        sqlite3* db = nullptr;
+        std::int64_t count = -1;
+        sqlite3_stmt* query = nullptr;
+        if (sqlite3_open(path.c_str(), &db) == SQLITE_OK &&
+            sqlite3_prepare_v2(db, ("SELECT count(*) FROM " + table).c_str(), -1, &query,
+                               nullptr) == SQLITE_OK &&
+            sqlite3_step(query) == SQLITE_ROW) {
+            count = sqlite3_column_int64(query, 0);
+        }
+        sqlite3_finalize(query);
+        sqlite3_close(db);
+        return count;
+    }
 };
 
 TEST_F(CacheTest, aMissingCacheIsMadeInAPrivateFolderAndThenSparesTheReads) {
@@ -80,10 +95,17 @@ TEST_F(CacheTest, aMissingCacheIsMadeInAPrivateFolderAndThenSparesTheReads) {
     // What the cache says is taken without a read: a cached digest that lies shows up as a
     // group that is not one. (Only a file that changes without a new change time could do this,
     // which the system does not allow.)
-    const FileStamp other = *FileTools::currentStamp(tree.path("a/3000-other"));
-    const FileStamp third = *FileTools::currentStamp(tree.path("b/3000-third"));
-    runSql("UPDATE digests SET signature = 7, md5 = zeroblob(16) WHERE inode IN (" +
-           std::to_string(other.inode) + ", " + std::to_string(third.inode) + ")");
+    const auto keyOf = [&](const std::string& name) {
+        const FileStamp stamp = *FileTools::currentStamp(tree.path(name));
+        return platform::DigestCache::Key{stamp.device, stamp.inode, stamp.size, stamp.modified,
+                                          stamp.changed};
+    };
+    {
+        platform::DigestCache cache(path);
+        const std::vector keys{keyOf("a/3000-other"), keyOf("b/3000-third")};
+        for (const auto& known : cache.lookUp(keys)) EXPECT_TRUE(known);
+        cache.store({{keys[0], {7, true, {}}}, {keys[1], {7, true, {}}}});
+    }
     const Found lied = search(tree.root(), path);
     EXPECT_EQ(lied.groups.size(), 3u);
     EXPECT_TRUE(lied.console.empty());
@@ -106,24 +128,39 @@ TEST_F(CacheTest, aDamagedCacheIsSetAsideWithOneLineAndANewOneIsStarted) {
     EXPECT_EQ(next.groups, reference.groups);
     EXPECT_TRUE(next.console.empty());
     EXPECT_TRUE(fs::exists(path));
+    // Damage inside the file, in what only this Kelvora reads: set aside the same way.
+    runSql("UPDATE buckets SET packed = x'0102'");
+    const Found inside = search(tree.root(), path);
+    EXPECT_EQ(inside.groups, reference.groups);
+    ASSERT_EQ(inside.console.size(), 1u);
+    EXPECT_NE(inside.console[0].find("damaged; set aside as"), std::string::npos);
 }
 
 TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
     EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
-    runSql("PRAGMA user_version = 9; DELETE FROM digests;");
+    runSql("PRAGMA user_version = 9; DELETE FROM buckets;");
     const Found newer = search(tree.root(), path);
     EXPECT_EQ(newer.groups, reference.groups);
     ASSERT_EQ(newer.console.size(), 1u);
     EXPECT_NE(newer.console[0].find("written by a newer Kelvora"), std::string::npos);
-    runSql("PRAGMA user_version = 1");
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-    sqlite3_stmt* count = nullptr;
-    sqlite3_prepare_v2(db, "SELECT count(*) FROM digests", -1, &count, nullptr);
-    ASSERT_EQ(sqlite3_step(count), SQLITE_ROW);
-    EXPECT_EQ(sqlite3_column_int(count, 0), 0) << "nothing was written into it";
-    sqlite3_finalize(count);
-    sqlite3_close(db);
+    runSql("PRAGMA user_version = 2");
+    EXPECT_EQ(rows("buckets"), 0) << "nothing was written into it";
+}
+
+// The first format kept a row per file; a cache in it is started again without a word.
+TEST_F(CacheTest, aCacheInTheFirstFormatIsStartedAgain) {
+    fs::create_directories(home.path("kelvora"));
+    runSql("CREATE TABLE digests(device INTEGER NOT NULL, inode INTEGER NOT NULL, size INTEGER "
+           "NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL, signature INTEGER NOT "
+           "NULL, md5 BLOB, seen INTEGER NOT NULL, PRIMARY KEY(device, inode)) WITHOUT ROWID;"
+           "INSERT INTO digests VALUES (1, 2, 3, 4, 5, 6, NULL, 7); PRAGMA user_version = 1;");
+    for (int round = 0; round < 2; ++round) {
+        const Found found = search(tree.root(), path);
+        EXPECT_EQ(found.groups, reference.groups);
+        EXPECT_TRUE(found.console.empty());
+    }
+    EXPECT_EQ(rows("digests"), -1);
+    EXPECT_GT(rows("buckets"), 0);
 }
 
 // Another search writing: this one reads what is there and keeps nothing of its own. A file
@@ -218,6 +255,30 @@ TEST(DigestCacheAgeing, entriesNotMetFor90DaysGoAndThoseMetStay) {
     const auto found = cache.lookUp({met});
     ASSERT_TRUE(found[0]);
     EXPECT_EQ(found[0]->signature, 9u) << "what was learned last wins";
+}
+
+// Over the cap, the entries met longest ago go first, with the others of their bucket.
+TEST(DigestCacheAgeing, overTheCapTheLeastRecentlyMetGoFirst) {
+    testing::TempTree home;
+    const std::string path = home.path("digests.sqlite");
+    using Key = platform::DigestCache::Key;
+    // Inodes far enough apart to be kept in three buckets.
+    const std::vector<Key> keys{{1, 10, 3000, 1, 2}, {1, 5000, 3000, 1, 2}, {1, 90000, 3000, 1, 2}};
+    constexpr std::int64_t kDay = 20000;
+    for (std::size_t k = 0; k < keys.size(); ++k) {
+        platform::DigestCache cache(path);
+        cache.setToday(kDay + static_cast<std::int64_t>(k));
+        cache.setMostEntries(2);
+        cache.lookUp({keys[k]});
+        cache.store({{keys[k], {k + 1, false, {}}}});
+    }
+    platform::DigestCache cache(path);
+    cache.setToday(kDay + 3);
+    const auto found = cache.lookUp(keys);
+    EXPECT_FALSE(found[0]) << "met first, it went first";
+    ASSERT_TRUE(found[1]);
+    ASSERT_TRUE(found[2]);
+    EXPECT_EQ(found[2]->signature, 3u);
 }
 
 }  // namespace

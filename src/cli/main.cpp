@@ -116,6 +116,10 @@ std::optional<std::string> applyOptions(const cli::CliOptions& options, Settings
 
 int run(int argc, char** argv) {
     kelvora::platform::returnLargeBlocksWhenFreed();
+    // Nothing here writes to the C library's stdout, so the C++ streams may keep their own
+    // buffer rather than pass every piece of every line through it (the 105,000 lines of a
+    // 200,000-file tree's groups: 9.9 to 5.3 ms).
+    std::ios::sync_with_stdio(false);
     const char* home = std::getenv("HOME");
     const auto parsed =
         cli::parseOptions(std::vector<std::string>(argv + 1, argv + argc), home ? home : "");

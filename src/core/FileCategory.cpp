@@ -2,6 +2,7 @@
 #include "core/FileCategory.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace kelvora {
 
@@ -96,7 +97,11 @@ FileCategory categoryForExtension(std::string_view ext) {
 }
 
 bool isPackageExtension(std::string_view ext) {
-    return contains(packageExtension, ext);
+    // Asked of every file a search meets: one hashed look-up rather than a comparison with
+    // each of the names.
+    static const std::unordered_set<std::string_view> packages(packageExtension.begin(),
+                                                               packageExtension.end());
+    return packages.contains(ext);
 }
 
 }  // namespace kelvora

@@ -130,7 +130,7 @@ FileList FileTools::groupScanned(bool withSingles) {
         for (std::size_t i = 0; i < n; ++i) {
             keyed.push_back({scanned_.size(i), static_cast<std::uint32_t>(i)});
         }
-        kelvora::sortBySizeDescending(
+        kelvora::sortBySizeDescendingOnTwoThreads(
             keyed, 0, static_cast<std::int64_t>(n) - 1, [](const Keyed& k) { return k.size; },
             [this] { return canceled(); });
         if (canceled()) {

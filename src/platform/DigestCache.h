@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,6 +55,11 @@ public:
     // What is known of each key, in the keys' order, read in one pass over the file. All
     // empty when the cache cannot be used.
     std::vector<std::optional<Facts>> lookUp(const std::vector<Key>& keys);
+    // The same, passing on what is known of each key as it is met: found(k, facts) for
+    // keys[k]. False when the cache turns out to be unusable on the way; whatever was passed
+    // on before must then be forgotten.
+    bool lookUp(const std::vector<Key>& keys,
+                const std::function<void(std::size_t, const Facts&)>& found);
     // Adds what a search learned, refreshes the entries it met that were last seen long ago
     // and drops the old ones, in one transaction. Skipped when another search is writing.
     void store(std::vector<Learned> learned);
@@ -89,6 +95,7 @@ private:
     std::vector<std::pair<std::uint64_t, std::uint64_t>> expired_;  // device, bucket
     std::int64_t entries_ = 0;
     std::int64_t mostEntries_ = kMostEntries;
+    int logFrames_ = 0;  // pages in the write-ahead log after the last commit
 };
 
 }  // namespace kelvora::platform

@@ -281,5 +281,25 @@ TEST(DigestCacheAgeing, overTheCapTheLeastRecentlyMetGoFirst) {
     EXPECT_EQ(found[2]->signature, 3u);
 }
 
+// Every search writes what it learned to the log; the log is copied into the file and cut
+// once long, so that it does not grow with every search.
+TEST(DigestCacheAgeing, theLogDoesNotGrowWithEverySearch) {
+    testing::TempTree home;
+    const std::string path = home.path("digests.sqlite");
+    std::uintmax_t longest = 0;
+    for (std::uint64_t round = 0; round < 4; ++round) {
+        std::vector<platform::DigestCache::Learned> learned;
+        for (std::uint64_t i = 0; i < 100'000; ++i) {
+            learned.push_back({{1, round * 1'000'000 + i, 3000, 1, 2}, {i, false, {}}});
+        }
+        platform::DigestCache cache(path);
+        cache.lookUp({learned.front().key});
+        cache.store(std::move(learned));
+        longest = std::max(longest, fs::file_size(path + "-wal"));
+    }
+    // Each round writes 6.4 MB; four of them would leave 25 MB.
+    EXPECT_LT(longest, 20'000'000u);
+}
+
 }  // namespace
 }  // namespace kelvora

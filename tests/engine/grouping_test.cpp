@@ -4,6 +4,7 @@
 #include <numeric>
 #include <random>
 
+#include "engine/SizeSort.h"
 #include "support/EngineHarness.h"
 #include "support/TempTree.h"
 
@@ -71,6 +72,31 @@ TEST(Sort, boundedStackVersionGivesTheSameOrderOnListsWithManyTies) {
         tools.sortBySizeDescending(ours, 0, static_cast<std::int64_t>(ours.size()) - 1);
         leftFirstQuicksort(reference, 0, static_cast<std::int64_t>(reference.size()) - 1);
         ASSERT_EQ(names(ours), names(reference)) << "round " << round;
+    }
+}
+
+// Large lists are sorted on two threads; the order must be the one thread's, ties and all.
+TEST(Sort, twoThreadsGiveTheOrderOfOne) {
+    std::mt19937 random(11);
+    struct Item {
+        std::uint64_t size;
+        std::uint32_t index;
+        bool operator==(const Item&) const = default;
+    };
+    const auto sizeOf = [](const Item& item) { return item.size; };
+    const auto never = [] { return false; };
+    for (const unsigned spread : {1'000'000u, 20u, 3u}) {
+        std::vector<Item> one(120'000);
+        for (std::uint32_t i = 0; i < one.size(); ++i) one[i] = {random() % spread, i};
+        if (spread == 3u) {
+            std::sort(one.begin(), one.begin() + 60'000,
+                      [](const Item& a, const Item& b) { return a.size > b.size; });
+        }
+        std::vector<Item> two = one;
+        const auto high = static_cast<std::int64_t>(one.size()) - 1;
+        sortBySizeDescending(one, 0, high, sizeOf, never);
+        sortBySizeDescendingOnTwoThreads(two, 0, high, sizeOf, never);
+        ASSERT_TRUE(one == two) << "spread " << spread;
     }
 }
 

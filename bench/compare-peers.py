@@ -197,7 +197,9 @@ def rescan(commands, folder, runs, work):
     again = {name: list(command) for name, command in commands.items()}
     if "rmlint" in again:
         again["rmlint"].insert(1, "--xattr")
-    for command in again.values():
+    # kelvora-cli's cache is filled last: rmlint writing its attributes changes the files'
+    # change times, which would make every entry filled before stale.
+    for command in reversed(list(again.values())):
         subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     again["find (walk)"] = ["find", folder, "-type", "f", "-printf", "%s\\n"]
     drop = "sync; echo 3 > /proc/sys/vm/drop_caches"

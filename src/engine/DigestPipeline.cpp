@@ -186,6 +186,7 @@ void DigestPipeline::lookUpKnown() {
         Known known;
     };
     std::vector<Found> found;
+    found.reserve(candidates);
     const bool usable = cache_->lookUp(
         keys, [&](std::size_t k, const platform::DigestCache::Facts& facts) {
             found.push_back({positions[k], {facts.signature, facts.md5, true, facts.hasMd5}});

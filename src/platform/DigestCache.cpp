@@ -345,10 +345,11 @@ bool DigestCache::prepareSchema() {
         return false;
     }
     // The first format kept a row per entry; what it holds is simply learned again.
-    // A new file is made without waiting for the disk: if the system goes down before it is
-    // whole, it is found damaged or empty, and either way holds nothing to trust.
+    // A new file is made without a journal and without waiting for the disk: if the system
+    // goes down before it is whole, it is found damaged or empty, and either way holds nothing
+    // to trust.
     const std::string setUp =
-        std::string(version == 0 ? std::string("PRAGMA synchronous=OFF;") + kPageSize : "") +
+        std::string(version == 0 ? std::string("PRAGMA synchronous=OFF;PRAGMA journal_mode=OFF;") + kPageSize : "") +
         "PRAGMA journal_mode=WAL;"
         "PRAGMA synchronous=NORMAL;"
         "DROP TABLE IF EXISTS digests;"

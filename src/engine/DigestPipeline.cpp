@@ -258,7 +258,13 @@ void DigestPipeline::work() {
 void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {
     worker.base = runs_[chunk.firstRun].begin;
     worker.looks.assign(runs_[chunk.endRun - 1].end - worker.base, {});
-    worker.oneBatch = worker.looks.size() <= platform::PrefixReads::kBatch;
+    // Counted by the runs' files, not by the looks, which also span the files between the
+    // runs that are read by no one.
+    std::size_t files = 0;
+    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+        files += runs_[run].end - runs_[run].begin;
+    }
+    worker.oneBatch = files <= platform::PrefixReads::kBatch;
     worker.kept.clear();
     std::vector<std::size_t> batch;
     batch.reserve(platform::PrefixReads::kBatch);

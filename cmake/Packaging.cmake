@@ -1,6 +1,6 @@
 # The Debian package `kelvora` (make deb). shlibdeps finds the libraries the programs link;
 # the ones they open by name at run time are invisible to it and are listed by hand:
-# GLib for the defaults file and ICU's formatting half for the date texts
+# GLib for the defaults file and MD5, and ICU's formatting half for the date texts
 # (platform::LazyLibrary), and the Qt platform plug-ins that draw the windows.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvora)

@@ -273,7 +273,13 @@ void DigestPipeline::work() {
 void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {
     worker.base = runs_[chunk.firstRun].begin;
     worker.looks.assign(runs_[chunk.endRun - 1].end - worker.base, {});
-    worker.oneBatch = worker.looks.size() <= platform::PrefixReads::kBatch;
+    // Counted by the runs' files, not by the looks, which also span the files between the
+    // runs that are read by no one.
+    std::size_t files = 0;
+    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+        files += runs_[run].end - runs_[run].begin;
+    }
+    worker.oneBatch = files <= platform::PrefixReads::kBatch;
     worker.kept.clear();
     std::vector<std::size_t> batch;
     batch.reserve(platform::PrefixReads::kBatch);
@@ -301,12 +307,16 @@ void DigestPipeline::readBatch(const std::vector<std::size_t>& batch, Worker& wo
     if (batch.empty() || canceled_.load()) return;
     std::array<platform::PrefixReads::Item, platform::PrefixReads::kBatch> items;
     if (worker.reads.active()) {
+        // Each file gets the room its read can fill, one after the other: a batch of small
+        // files touches only the pages its bytes need, not a whole slot each.
+        std::size_t used = 0;
         for (std::size_t k = 0; k < batch.size(); ++k) {
             std::tie(items[k].folder, items[k].path) = placeOf(batch[k], worker.paths[k]);
             const std::uint64_t length = lengthAt(batch[k]);
             items[k].expectedSize = length;
             items[k].length = length <= kReadWhole ? kReadWhole : kPrefix;
-            items[k].buffer = worker.buffers.get() + k * kSlot;
+            items[k].buffer = worker.buffers.get() + used;
+            used += std::min<std::uint64_t>(length, items[k].length) + 1;
         }
         worker.reads.read(std::span(items.data(), batch.size()));
     }

@@ -1,4 +1,4 @@
-// MD5 digests and their base64 text, through the platform crypto library.
+// MD5 digests and their base64 text, through GLib.
 #pragma once
 
 #include <array>

@@ -20,7 +20,7 @@ public:
     // there so tests and benchmarks can reach every one on a CPU that has them all.
     enum class Kernel { fastest, portable, avx2, avx512 };
 
-    // True when this CPU can run the lanes (AVX2); callers use md5OfBytes/EVP otherwise.
+    // True when this CPU can run the lanes (AVX2); callers use md5OfBytes otherwise.
     // Without AVX2 the class still gives the right digests, one lane after another, slowly.
     static bool available();
     static bool supports(Kernel kernel);

@@ -2,7 +2,6 @@
 // read, so a value another window or process stored is seen at once.
 #include "platform/UserDefaults.h"
 
-#include <glib.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -12,7 +11,7 @@
 
 #include "platform/Console.h"
 #include "platform/FileSystem.h"
-#include "platform/LazyLibrary.h"
+#include "platform/GLib.h"
 #include "platform/TextFile.h"
 
 namespace kelvora::platform {
@@ -24,34 +23,6 @@ constexpr const char* kGroup = "Kelvora";
 constexpr const char* kUsingDefaults = "; the preferences it holds are not used";
 constexpr const char* kNotStored = "; the preferences were not stored";
 constexpr std::size_t kMaximumDefaultsBytes = 256 * 1024;
-
-// Each member takes its type from the header's declaration of the function it names.
-#define KELVORA_GLIB_FUNCTION(member, function) \
-    decltype(&function) member = library.symbol<decltype(function)>(#function)
-
-// GLib is opened when the defaults are first read or written, not at every start.
-struct GLib {
-    LazyLibrary library{"libglib-2.0.so.0"};
-    KELVORA_GLIB_FUNCTION(free, g_free);
-    KELVORA_GLIB_FUNCTION(clearError, g_clear_error);
-    KELVORA_GLIB_FUNCTION(keyFileNew, g_key_file_new);
-    KELVORA_GLIB_FUNCTION(keyFileFree, g_key_file_free);
-    KELVORA_GLIB_FUNCTION(keyFileLoadFromData, g_key_file_load_from_data);
-    KELVORA_GLIB_FUNCTION(keyFileGetString, g_key_file_get_string);
-    KELVORA_GLIB_FUNCTION(keyFileSetString, g_key_file_set_string);
-    KELVORA_GLIB_FUNCTION(keyFileSaveToFile, g_key_file_save_to_file);
-    KELVORA_GLIB_FUNCTION(buildFilename, g_build_filename);
-    KELVORA_GLIB_FUNCTION(getUserConfigDir, g_get_user_config_dir);
-    KELVORA_GLIB_FUNCTION(pathGetDirname, g_path_get_dirname);
-    KELVORA_GLIB_FUNCTION(mkdirWithParents, g_mkdir_with_parents);
-};
-
-#undef KELVORA_GLIB_FUNCTION
-
-const GLib& glib() {
-    static const GLib api;
-    return api;
-}
 
 struct KeyFileFree {
     void operator()(GKeyFile* file) const { glib().keyFileFree(file); }

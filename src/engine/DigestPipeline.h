@@ -72,10 +72,10 @@ private:
     };
     // What the cache knew of a file.
     struct Known {
+        std::uint32_t position;
+        bool hasMd5 = false;
         std::uint64_t signature = 0;
         platform::Md5Digest md5{};
-        bool hasSignature = false;
-        bool hasMd5 = false;
     };
     struct Run {
         std::size_t begin;
@@ -135,7 +135,7 @@ private:
     std::atomic<std::size_t> nextToClose_{0};
     std::unordered_map<std::size_t, std::string> errors_;
     platform::DigestCache* cache_;
-    std::vector<Known> known_;                             // by position, with a cache
+    std::vector<Known> known_;  // with a cache, the files it knew, in the order of positions
     std::vector<platform::DigestCache::Learned> learned_;  // guarded by the mutex
     std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;

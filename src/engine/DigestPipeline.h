@@ -6,12 +6,12 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -55,8 +55,9 @@ public:
     void releaseBefore(std::size_t index);
     // The digest as File::MD5Hash holds it: empty for a file never read whole.
     std::string digestText(std::size_t index) const;
-    // The console line the one-by-one search would print when it first hashes this file.
-    std::string takeError(std::size_t index);
+    // The console lines the one-by-one search would print when it first hashes each file of
+    // the settled positions [begin, end), in their order.
+    std::vector<std::string> takeErrors(std::size_t begin, std::size_t end);
     // Of a settled file: its contents could not be read, so it has the digest of no bytes.
     bool unreadable(std::size_t index) const { return digest(index).unreadable; }
     // With a cache, once every run is settled: what the cache did not know yet of the files
@@ -116,11 +117,13 @@ private:
     void note(std::size_t index, std::string line);
     // reader: a worker that has read its last file. Waits until every worker has.
     void closeFolders(bool reader);
-    std::size_t runOf(std::size_t index) const;
+    // Asked by the loop alone, in order: it looks from the run it found last.
+    std::size_t runOf(std::size_t index);
 
     const ScanList& files_;
     const std::atomic<bool>& canceled_;
     std::vector<Run> runs_;
+    std::size_t lastRun_ = 0;  // runOf's last answer
     // By position, in chunks that the loop frees behind it; each entry is written by the
     // worker of its run (mutable: the chunks are fixed, only their entries change).
     mutable std::vector<std::vector<Digest>> digests_;
@@ -133,7 +136,7 @@ private:
     bool foldersFree_ = false;
     std::condition_variable readersDone_;
     std::atomic<std::size_t> nextToClose_{0};
-    std::unordered_map<std::size_t, std::string> errors_;
+    std::map<std::size_t, std::string> errors_;  // by position; guarded by the mutex
     platform::DigestCache* cache_;
     std::vector<Known> known_;  // with a cache, the files it knew, in the order of positions
     std::vector<platform::DigestCache::Learned> learned_;  // guarded by the mutex

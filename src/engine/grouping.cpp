@@ -216,8 +216,7 @@ bool FileTools::linkRun(DigestPipeline& pipeline, std::size_t begin, RunLinks& l
     if (!pipeline.waitFor(begin)) return false;
     // The one-by-one search compares the run's first file with every other before any
     // other file of the run: that is where it meets, and reports, each unreadable one.
-    for (std::size_t k = begin; k < end; ++k) {
-        const std::string line = pipeline.takeError(k);
+    for (const std::string& line : pipeline.takeErrors(begin, end)) {
         if (!line.empty()) platform::console(line);
     }
     // Files of one digest form a chain in their order: a head claims the rest of its chain,

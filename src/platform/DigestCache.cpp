@@ -353,7 +353,9 @@ bool DigestCache::prepareSchema() {
     // goes down before it is whole, it is found damaged or empty, and either way holds nothing
     // to trust.
     const std::string setUp =
-        std::string(version == 0 ? std::string("PRAGMA synchronous=OFF;PRAGMA journal_mode=OFF;") + kPageSize : "") +
+        std::string(version == 0
+                        ? std::string("PRAGMA synchronous=OFF;PRAGMA journal_mode=OFF;") + kPageSize
+                        : "") +
         "PRAGMA journal_mode=WAL;"
         "PRAGMA synchronous=NORMAL;"
         "DROP TABLE IF EXISTS digests;"
@@ -362,8 +364,8 @@ bool DigestCache::prepareSchema() {
         " oldest INTEGER NOT NULL, newest INTEGER NOT NULL, packed BLOB NOT NULL);"
         "CREATE UNIQUE INDEX IF NOT EXISTS buckets_by_key ON buckets(device, bucket);"
         "PRAGMA user_version=2;";
-    const char* check = version < kFormat ? setUp.c_str()
-                                          : "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL";
+    const char* check =
+        version < kFormat ? setUp.c_str() : "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL";
     const int code = sqlite3_exec(db, check, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) {
         giveUp(sqlite3_errmsg(db), code);
@@ -516,8 +518,8 @@ void DigestCache::store(std::vector<Learned> learned) {
         code = sqlite3_step(read.statement);
         existing.clear();
         if (code == SQLITE_ROW) {
-            const Packed packed = packedColumn(read.statement, 1, bucket,
-                                               sqlite3_column_int64(read.statement, 0));
+            const Packed packed =
+                packedColumn(read.statement, 1, bucket, sqlite3_column_int64(read.statement, 0));
             const bool valid = packed.valid();
             for (std::size_t k = 0; valid && k < packed.size(); ++k) {
                 existing.push_back(packed.entry(k));
@@ -541,8 +543,8 @@ void DigestCache::store(std::vector<Learned> learned) {
             merged.push_back({learned[l].key, learned[l].facts, today_});
         }
         while (e < existing.size()) keep(existing[e++]);
-        added += static_cast<std::int64_t>(merged.size()) -
-                 static_cast<std::int64_t>(existing.size());
+        added +=
+            static_cast<std::int64_t>(merged.size()) - static_cast<std::int64_t>(existing.size());
         sqlite3_stmt* change = merged.empty() ? drop.statement : write.statement;
         bind(change, bucket);
         if (!merged.empty()) {
@@ -591,9 +593,10 @@ int DigestCache::trim() {
             const std::int64_t count = sqlite3_column_int64(all.statement, 2);
             total += count;
             if (total > mostEntries_) {
-                buckets.push_back({{static_cast<std::uint64_t>(sqlite3_column_int64(all.statement, 0)),
-                                    static_cast<std::uint64_t>(sqlite3_column_int64(all.statement, 1))},
-                                   count});
+                buckets.push_back(
+                    {{static_cast<std::uint64_t>(sqlite3_column_int64(all.statement, 0)),
+                      static_cast<std::uint64_t>(sqlite3_column_int64(all.statement, 1))},
+                     count});
             }
         }
         if (code != SQLITE_DONE) return code;

@@ -150,10 +150,11 @@ TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
 // The first format kept a row per file; a cache in it is started again without a word.
 TEST_F(CacheTest, aCacheInTheFirstFormatIsStartedAgain) {
     fs::create_directories(home.path("kelvora"));
-    runSql("CREATE TABLE digests(device INTEGER NOT NULL, inode INTEGER NOT NULL, size INTEGER "
-           "NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL, signature INTEGER NOT "
-           "NULL, md5 BLOB, seen INTEGER NOT NULL, PRIMARY KEY(device, inode)) WITHOUT ROWID;"
-           "INSERT INTO digests VALUES (1, 2, 3, 4, 5, 6, NULL, 7); PRAGMA user_version = 1;");
+    runSql(
+        "CREATE TABLE digests(device INTEGER NOT NULL, inode INTEGER NOT NULL, size INTEGER "
+        "NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL, signature INTEGER NOT "
+        "NULL, md5 BLOB, seen INTEGER NOT NULL, PRIMARY KEY(device, inode)) WITHOUT ROWID;"
+        "INSERT INTO digests VALUES (1, 2, 3, 4, 5, 6, NULL, 7); PRAGMA user_version = 1;");
     for (int round = 0; round < 2; ++round) {
         const Found found = search(tree.root(), path);
         EXPECT_EQ(found.groups, reference.groups);

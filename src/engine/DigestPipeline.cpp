@@ -168,11 +168,14 @@ void DigestPipeline::lookUpKnown() {
     // is filled: on a second search it stays nearly empty.
     std::size_t candidates = 0;
     for (const Run& run : runs_) candidates += run.end - run.begin;
+    learned_.reserve(candidates);
+    // An empty cache (the first search, or the one after it was cleared) knows nothing: the
+    // keys are not even gathered (200,000 files: 5 ms and 6.6 MB).
+    if (!cache_->holdsEntries()) return;
     std::vector<platform::DigestCache::Key> keys;
     std::vector<std::uint32_t> positions;
     platform::reservePopulated(keys, candidates);
     platform::reservePopulated(positions, candidates);
-    learned_.reserve(candidates);
     for (const Run& run : runs_) {
         for (std::size_t i = run.begin; i < run.end; ++i) {
             keys.push_back(cacheKey(files_.stamp(i)));

@@ -374,6 +374,19 @@ bool DigestCache::prepareSchema() {
     return true;
 }
 
+bool DigestCache::holdsEntries() {
+    stale_.clear();
+    expired_.clear();
+    entries_ = 0;
+    if (!open()) return false;
+    sqlite3* db = db_.get();
+    Statement any(db, "SELECT 1 FROM buckets LIMIT 1");
+    const int code = any.statement ? sqlite3_step(any.statement) : sqlite3_errcode(db);
+    if (code == SQLITE_ROW) return true;
+    if (code != SQLITE_DONE) giveUp(sqlite3_errmsg(db), code);
+    return false;
+}
+
 std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::vector<Key>& keys) {
     std::vector<std::optional<Facts>> found(keys.size());
     if (!lookUp(keys, [&found](std::size_t k, const Facts& facts) { found[k] = facts; })) {

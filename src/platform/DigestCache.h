@@ -54,6 +54,9 @@ public:
 
     // What is known of each key, in the keys' order, read in one pass over the file. All
     // empty when the cache cannot be used.
+    // Whether the file holds any entry at all: a search asks before it gathers its keys,
+    // which a first search would gather for nothing. It starts a look-up of no keys.
+    bool holdsEntries();
     std::vector<std::optional<Facts>> lookUp(const std::vector<Key>& keys);
     // The same, passing on what is known of each key as it is met: found(k, facts) for
     // keys[k]. False when the cache turns out to be unusable on the way; whatever was passed

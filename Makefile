@@ -3,8 +3,9 @@
 #   make test                        build and run every test
 PRESET ?= dev
 JOBS ?= $(shell nproc)
-# The threaded tests: searches, cancels, hashing ahead, results updates and cleaning.
-THREADED_TESTS ?= SearchRun|Equivalence|CacheTest|HostileTrees|Queues|ResultsModel|KeepSelection|Cleaning|Grouping
+# The threaded tests: walks (attributes read ahead), searches, cancels, hashing ahead, results
+# updates and cleaning.
+THREADED_TESTS ?= Walk|SearchRun|Equivalence|CacheTest|HostileTrees|Queues|ResultsModel|KeepSelection|Cleaning|Grouping
 
 .PHONY: deps build run cli test release asan tsan fuzz bench deb clean
 

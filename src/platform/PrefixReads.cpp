@@ -8,12 +8,22 @@
 
 #include <array>
 #include <cerrno>
+#include <mutex>
 
 namespace kelvora::platform {
 
 namespace {
 
 enum Step : std::uint64_t { Open = 0, Read = 1, SizeProbe = 2, Close = 3, StepCount = 4 };
+
+// A ring's memory is mapped and unmapped by the ring library's own system calls, which the
+// thread checker does not see: a ring set up where another thread's ring was just taken down
+// looked like two threads writing the same bytes. Setting rings up and taking them down one at
+// a time orders the one before the other, as the kernel does; it happens once per worker.
+std::mutex& ringsMapped() {
+    static std::mutex mutex;
+    return mutex;
+}
 
 }  // namespace
 
@@ -28,6 +38,7 @@ PrefixReads::PrefixReads(bool enabled) {
     if (!enabled) return;
     auto ring = std::make_unique<Ring>();
     constexpr unsigned kEntries = kBatch * StepCount;
+    std::lock_guard lock(ringsMapped());
     // The newer flags only spare the kernel some work; older kernels refuse them.
     if (io_uring_queue_init(kEntries, &ring->ring,
                             IORING_SETUP_SINGLE_ISSUER | IORING_SETUP_COOP_TASKRUN) < 0 &&
@@ -46,7 +57,9 @@ PrefixReads::~PrefixReads() {
 }
 
 void PrefixReads::abandon() {
-    if (ring_) io_uring_queue_exit(&ring_->ring);
+    if (!ring_) return;
+    std::lock_guard lock(ringsMapped());
+    io_uring_queue_exit(&ring_->ring);
     ring_.reset();
 }
 

@@ -7,13 +7,16 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <chrono>
 
 namespace kelvora {
 
 namespace {
 
-// Entries read between two looks for a newer listing, the one the walk has moved into.
-constexpr std::size_t kStride = 32;
+// Entries read between two looks for a newer listing, the one the walk has moved into, and
+// for a folder to list ahead: the walk waits for the next folder's listing while the thread
+// finishes its stride (a 200,000-file tree: walked in 0.37 s with 8, 0.39 s with 32).
+constexpr std::size_t kStride = 8;
 // Listings the thread holds a descriptor for. A deep tree's older folders are left to the
 // walk, which keeps its own descriptors within its own budget.
 constexpr std::size_t kHeldListings = 32;
@@ -21,6 +24,37 @@ constexpr std::size_t kHeldListings = 32;
 // ready whenever the walk leaves a folder, few enough that a walk that goes elsewhere (a
 // canceled one, or several chosen folders walked in turn) wastes little.
 constexpr std::size_t kListedAhead = 2;
+
+// The thread holds a slot for one attribute read or one folder listing: a few microseconds
+// to a few tens when the tree is in memory, while it runs on the other core. The walk waits
+// for it by watching the slot: going to sleep and being woken costs more than the listing
+// (a 200,000-file tree: the walk slept 3,900 times, 250 ms in all). A slot held longer (a
+// disk read, a huge folder, a thread that lost its core) is waited for asleep.
+void pauseForOtherCore() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+std::uint8_t waitWhileReading(std::atomic<std::uint8_t>& state) {
+    constexpr auto kWatch = std::chrono::microseconds(50);
+    constexpr int kPausesPerLook = 32;
+    std::uint8_t now = state.load(std::memory_order_acquire);
+    const auto until = std::chrono::steady_clock::now() + kWatch;
+    while (now == StatAhead::Listing::Reading && std::chrono::steady_clock::now() < until) {
+        for (int pause = 0; pause < kPausesPerLook && now == StatAhead::Listing::Reading; ++pause) {
+            pauseForOtherCore();
+            now = state.load(std::memory_order_acquire);
+        }
+    }
+    while (now == StatAhead::Listing::Reading) {
+        state.wait(now, std::memory_order_acquire);
+        now = state.load(std::memory_order_acquire);
+    }
+    return now;
+}
 
 }  // namespace
 
@@ -47,10 +81,7 @@ int StatAhead::Listing::attributes(std::size_t index, int walkFolder,
     if (slot.state.compare_exchange_strong(state, Taken, std::memory_order_acq_rel)) {
         return platform::statAt(walkFolder, entries_[index].name.c_str(), false, attributes);
     }
-    while (state == Reading) {
-        slot.state.wait(Reading, std::memory_order_acquire);
-        state = slot.state.load(std::memory_order_acquire);
-    }
+    if (state == Reading) state = waitWhileReading(slot.state);
     attributes = slot.attributes;
     return slot.error;
 }
@@ -90,10 +121,7 @@ std::shared_ptr<StatAhead::Listing> StatAhead::takeFolder(Listing& parent, std::
     if (slot.state.compare_exchange_strong(state, Listing::Taken, std::memory_order_acq_rel)) {
         return nullptr;
     }
-    while (state == Listing::Reading) {
-        slot.state.wait(Listing::Reading, std::memory_order_acquire);
-        state = slot.state.load(std::memory_order_acquire);
-    }
+    if (state == Listing::Reading) state = waitWhileReading(slot.state);
     std::shared_ptr<Listing> listed = std::move(slot.folder);
     if (listed) {
         bool wake = false;

@@ -42,9 +42,11 @@ public:
         // Of a folder the thread listed ahead: the descriptor it reads with, taken or not.
         int descriptor() const { return folder_; }
 
+        // A slot's state: Reading while the thread reads its attributes or lists it.
+        enum State : std::uint8_t { Free, Reading, Ready, Taken };
+
     private:
         friend class StatAhead;
-        enum State : std::uint8_t { Free, Reading, Ready, Taken };
         struct Slot {
             std::atomic<std::uint8_t> state{Free};
             int error = 0;

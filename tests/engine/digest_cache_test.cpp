@@ -244,15 +244,16 @@ TEST(DigestCacheAgeing, entriesNotMetFor90DaysGoAndThoseMetStay) {
         cache.store({});
     }
     {
+        // Met again after two weeks, it is due to be written anew as well as learned again.
         platform::DigestCache cache(path);
-        cache.setToday(kDay + 96);
+        cache.setToday(kDay + 110);
         const auto found = cache.lookUp({met, forgotten});
         EXPECT_TRUE(found[0]) << "met every month, it stays";
         EXPECT_FALSE(found[1]) << "not met since its first day, it went";
         cache.store({learned(met, 9)});
     }
     platform::DigestCache cache(path);
-    cache.setToday(kDay + 200);
+    cache.setToday(kDay + 150);
     const auto found = cache.lookUp({met});
     ASSERT_TRUE(found[0]);
     EXPECT_EQ(found[0]->signature, 9u) << "what was learned last wins";

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
@@ -53,6 +54,18 @@ void sortByName(std::vector<T>& items, Key key) {
 constexpr std::size_t kListingBuffer = 64 * 1024;
 
 }  // namespace
+
+void reserveDescriptorTable() {
+    constexpr rlim_t kMost = 1 << 16;
+    struct rlimit limit {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur < 2) return;
+    const auto highest = static_cast<int>(std::min(limit.rlim_cur, kMost) - 1);
+    // A descriptor made at the highest number sizes the table for every number below it.
+    const int any = ::open("/", O_PATH | O_CLOEXEC);
+    if (any < 0) return;
+    if (const int high = ::fcntl(any, F_DUPFD_CLOEXEC, highest); high >= 0) ::close(high);
+    ::close(any);
+}
 
 std::string errorDescription(std::string_view path, int error) {
     // Built by appending: g++ 12 at -O3 warns falsely about "a" + b + "c" chains here.

@@ -62,6 +62,7 @@ bool hasArgument(int argc, char** argv, const char* name, const char* shortName 
 
 int runApplication(int argc, char** argv) {
     kelvora::platform::returnLargeBlocksWhenFreed();
+    kelvora::platform::reserveDescriptorTable();
     if (hasArgument(argc, argv, "--help", "-h")) {
         std::fputs(kUsage, stdout);
         return 0;

@@ -6,6 +6,7 @@
 #include "platform/DigestCache.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -35,8 +36,9 @@ constexpr unsigned kBucketShift = 9;
 // known). A bucket holds its entries in inode order.
 constexpr std::size_t kEntryBytes = 64;
 constexpr std::uint32_t kHasMd5 = 1;
-// Pages the write-ahead log may hold before a search copies it into the file.
-constexpr int kLongestLog = 1000;
+// How long the write-ahead log may grow before a search copies it into the file: what a
+// first search of 230,000 files writes.
+constexpr off_t kLongestLog = 16 << 20;
 // Larger pages hold a bucket in fewer of them; set only when the file is made.
 constexpr const char* kPageSize = "PRAGMA page_size=16384;";
 
@@ -249,6 +251,25 @@ bool DigestCache::wanted(const UserDefaults& defaults) {
     return defaults.stringForKey("DigestCache") != "No";
 }
 
+void DigestCache::say(const std::string& line) {
+    if (holdingLines_) {
+        heldLines_.push_back(line);
+    } else {
+        console(line);
+    }
+}
+
+void DigestCache::sayHeldLines() {
+    for (const std::string& line : heldLines_) console(line);
+    heldLines_.clear();
+}
+
+void DigestCache::openAhead() {
+    holdingLines_ = true;
+    open();
+    holdingLines_ = false;
+}
+
 void DigestCache::giveUp(const std::string& what, int code) {
     failed_ = true;
     db_.reset();
@@ -256,8 +277,8 @@ void DigestCache::giveUp(const std::string& what, int code) {
         setAside();
         return;
     }
-    console("Ooops! Something went wrong: \"" + path_ + "\": " + what +
-            "; the digest cache is not used");
+    say("Ooops! Something went wrong: \"" + path_ + "\": " + what +
+        "; the digest cache is not used");
 }
 
 // A damaged file is kept for whoever wants to look at it; the next search starts a new one.
@@ -277,7 +298,7 @@ void DigestCache::setAside() {
     } else {
         line += "could not be set aside: " + std::string(std::strerror(errno));
     }
-    console(line + "; the digest cache is not used");
+    say(line + "; the digest cache is not used");
 }
 
 bool DigestCache::open() {
@@ -310,27 +331,27 @@ bool DigestCache::open() {
         giveUp("cannot be written", SQLITE_READONLY);
         return false;
     }
-    // The write-ahead log is copied into the file only once it holds a thousand pages, not at
-    // every close: each copy waits for the disk four times (a first search of 20,000 files
-    // spent 30% of what the cache costs it there).
+    // The write-ahead log is copied into the file only once it is long (below), not at every
+    // close: each copy waits for the disk four times (a first search of 20,000 files spent 30%
+    // of what the cache costs it there), nor by SQLite's own automatic copy, which left the
+    // log growing by what every search wrote (22 MB after 16 searches of 20,000 changed files).
     sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    // The log's length after each commit, in place of SQLite's own automatic copy, which
-    // left the log growing by what every search wrote (22 MB after 16 searches of 20,000
-    // changed files): the store empties it itself once it is long.
-    sqlite3_wal_hook(
-        db,
-        [](void* frames, sqlite3*, const char*, int length) {
-            *static_cast<int*>(frames) = length;
-            return SQLITE_OK;
-        },
-        &logFrames_);
+    sqlite3_wal_autocheckpoint(db, 0);
     // Two searches that start together may both set the file up; the second waits briefly.
     sqlite3_busy_timeout(db, 250);
     // SQLite keeps up to 2 MiB of pages by default, about what a first search of 20,000 files
     // writes in one transaction; past a quarter of that it spills pages to the log as it goes,
     // and a small search's peak memory no longer holds them all.
     sqlite3_exec(db, "PRAGMA cache_size=-512", nullptr, nullptr, nullptr);
-    return prepareSchema();
+    if (!prepareSchema()) return false;
+    // A long log is copied into the file and cut to nothing when a search opens the cache,
+    // which it does while it walks, rather than after a search has written, where the copy
+    // (16 MB: 17 ms) held up the results. Left for the next search if another is reading it.
+    struct stat log {};
+    if (::stat((path_ + "-wal").c_str(), &log) == 0 && log.st_size >= kLongestLog) {
+        sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    }
+    return true;
 }
 
 bool DigestCache::prepareSchema() {
@@ -377,6 +398,7 @@ bool DigestCache::prepareSchema() {
 }
 
 bool DigestCache::holdsEntries() {
+    sayHeldLines();
     stale_.clear();
     expired_.clear();
     entries_ = 0;
@@ -399,6 +421,7 @@ std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::ve
 
 bool DigestCache::lookUp(const std::vector<Key>& keys,
                          const std::function<void(std::size_t, const Facts&)>& found) {
+    sayHeldLines();
     stale_.clear();
     expired_.clear();
     entries_ = 0;
@@ -462,6 +485,7 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
 }
 
 void DigestCache::store(std::vector<Learned> learned) {
+    sayHeldLines();
     if (!db_) return;
     sqlite3* db = db_.get();
     // What was learned now goes before what is only refreshed, and the order below keeps the
@@ -588,11 +612,6 @@ void DigestCache::store(std::vector<Learned> learned) {
     code = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) return fail(code);
     expired_.clear();
-    if (logFrames_ >= kLongestLog) {
-        // Copied into the file and the log cut to nothing, unless another search is reading
-        // it: then the next search that writes tries again.
-        sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
-    }
 }
 
 // Over the cap, the buckets whose newest entry was met longest ago go first, whole: what a

@@ -52,6 +52,11 @@ public:
     // The user default "DigestCache" set to "No" switches the cache off.
     static bool wanted(const UserDefaults& defaults);
 
+    // Opens the file now, and copies a long log into it, so that the look-up finds it done:
+    // a search calls it on another thread while it walks. From any thread, but only one at a
+    // time, as every other call. What goes wrong is said at the look-up, after what the walk
+    // had to say.
+    void openAhead();
     // What is known of each key, in the keys' order, read in one pass over the file. All
     // empty when the cache cannot be used.
     // Whether the file holds any entry at all: a search asks before it gathers its keys,
@@ -84,6 +89,8 @@ private:
     bool prepareSchema();
     // One console line for the problem; a damaged file is also renamed out of the way.
     void giveUp(const std::string& what, int code);
+    void say(const std::string& line);
+    void sayHeldLines();
     void setAside();
     // Keeps the entries within the cap, inside the store's transaction; an SQLite code.
     int trim();
@@ -98,7 +105,8 @@ private:
     std::vector<std::pair<std::uint64_t, std::uint64_t>> expired_;  // device, bucket
     std::int64_t entries_ = 0;
     std::int64_t mostEntries_ = kMostEntries;
-    int logFrames_ = 0;  // pages in the write-ahead log after the last commit
+    bool holdingLines_ = false;
+    std::vector<std::string> heldLines_;
 };
 
 }  // namespace kelvora::platform

@@ -75,6 +75,10 @@ public:
         // thread alone.
         std::size_t end_ = 0;  // entries from here on are read
         bool met_ = false;     // the thread reached an entry the walk had taken
+        bool read() const { return met_ || end_ == 0; }
+        // In entered_: the thread lists its folders ahead, with its descriptor. Guarded by
+        // the mutex.
+        bool entered_ = false;
         std::atomic<bool> done_{false};
     };
 
@@ -108,6 +112,11 @@ private:
     // innermost first; claimed for the thread. Called with the mutex held.
     bool nextFolder(Place& place);
     void pushEntered(const std::shared_ptr<Listing>& listing);
+    // listings_ gains one, to read for. Called with the mutex held.
+    void holdFor(const std::shared_ptr<Listing>& listing);
+    // Closes the thread's own descriptor of the listing, if it holds one. Called with the mutex
+    // held, on the thread (it may be reading with it).
+    void release(Listing& listing);
     void listAhead(const Place& place);
     // Reads attributes from the end of listing towards the walk, one stride of them.
     static void readStride(Listing& listing);
@@ -118,6 +127,7 @@ private:
     std::vector<std::shared_ptr<Listing>> ahead_;     // listed ahead, to be entered in turn
     std::vector<std::shared_ptr<Listing>> entered_;   // the walk's folders, innermost last
     std::size_t listedAhead_ = 0;  // folders listed ahead that the walk has not taken yet
+    std::size_t owned_ = 0;        // listings holding a descriptor of the thread's own
     bool stop_ = false;
     std::thread thread_;
 };

@@ -1,11 +1,16 @@
 // The folder walk on real trees.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
 
+#include "engine/StatAhead.h"
 #include "support/EngineHarness.h"
 #include "support/TempTree.h"
 
@@ -293,6 +298,53 @@ INSTANTIATE_TEST_SUITE_P(Walk, WalkWithLinks, ::testing::Values(0u, 2u),
                          [](const ::testing::TestParamInfo<unsigned>& info) {
                              return std::to_string(info.param) + "HashThreads";
                          });
+
+// The attribute reader may be kept from its core while the walk lists folder after folder.
+// The copies of their descriptors it is given must stay few however far behind it is, or a
+// process short of them fails to open the next folders; what it has not read, the walk reads.
+TEST(Walk, theAttributeReaderHoldsFewDescriptorsHoweverFarBehind) {
+    testing::TempTree tree;
+    for (int i = 0; i < 20; ++i) tree.createFile("f" + std::to_string(i), "x");
+    const platform::FileHandle folder(
+        ::open(tree.root().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_TRUE(folder.valid());
+    const auto entries = platform::listFolderAt(folder.get(), tree.root());
+    ASSERT_TRUE(entries);
+    const auto openDescriptors = [] {
+        const std::filesystem::directory_iterator fds("/proc/self/fd");
+        return static_cast<std::size_t>(std::distance(begin(fds), end(fds)));
+    };
+    // One core, batch scheduling: the woken reader never takes the core from this thread.
+    cpu_set_t all;
+    ASSERT_EQ(::sched_getaffinity(0, sizeof all, &all), 0);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
+        if (CPU_ISSET(cpu, &all)) {
+            CPU_SET(cpu, &one);
+            break;
+        }
+    }
+    const sched_param none{};
+    ASSERT_EQ(::sched_setaffinity(0, sizeof one, &one), 0);
+    ASSERT_EQ(::sched_setscheduler(0, SCHED_BATCH, &none), 0);
+    const std::size_t before = openDescriptors();
+    std::size_t held = 0;
+    std::vector<std::shared_ptr<StatAhead::Listing>> listings;
+    {
+        StatAhead reader;
+        for (int i = 0; i < 300; ++i) listings.push_back(reader.add(*entries, folder.get()));
+        held = openDescriptors() - before;
+    }
+    ASSERT_EQ(::sched_setscheduler(0, SCHED_OTHER, &none), 0);
+    ASSERT_EQ(::sched_setaffinity(0, sizeof all, &all), 0);
+    EXPECT_LE(held, 40u);
+    for (const auto& listing : listings) {
+        platform::Attributes attributes;
+        ASSERT_EQ(listing->attributes(7, folder.get(), attributes), 0);
+        EXPECT_EQ(attributes.size, 1u);
+    }
+}
 
 }  // namespace
 }  // namespace kelvora

@@ -43,16 +43,11 @@ FileList FileTools::search(const std::vector<std::string>& paths, std::uint64_t 
     // The digest cache's file is opened while the walk runs (a long log copied into it, the
     // log of a file last used by another process read back): that is mostly waiting for the
     // disk, and the walk leaves the look-up nothing else to wait for.
-    std::thread openingCache;
+    // Joined on its way out too, whichever way the walk leaves.
+    std::jthread openingCache;
     if (digestCache != nullptr && hashThreads > 0) {
-        openingCache = std::thread([cache = digestCache] { cache->openAhead(); });
+        openingCache = std::jthread([cache = digestCache] { cache->openAhead(); });
     }
-    struct Joined {
-        std::thread& thread;
-        ~Joined() {
-            if (thread.joinable()) thread.join();
-        }
-    } joined{openingCache};
     walk(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);
     if (openingCache.joinable()) openingCache.join();
     // The walk's folders stay open for the reads until the comparison is done, whichever way

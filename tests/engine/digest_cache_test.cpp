@@ -143,12 +143,13 @@ TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
     EXPECT_EQ(newer.groups, reference.groups);
     ASSERT_EQ(newer.console.size(), 1u);
     EXPECT_NE(newer.console[0].find("written by a newer Kelvora"), std::string::npos);
-    runSql("PRAGMA user_version = 2");
+    runSql("PRAGMA user_version = 3");
     EXPECT_EQ(rows("buckets"), 0) << "nothing was written into it";
 }
 
-// The first format kept a row per file; a cache in it is started again without a word.
-TEST_F(CacheTest, aCacheInTheFirstFormatIsStartedAgain) {
+// A cache in an older format is started again without a word: the first kept a row per file,
+// the second a signature computed otherwise, which must not be compared with today's.
+TEST_F(CacheTest, aCacheInAnOlderFormatIsStartedAgain) {
     fs::create_directories(home.path("kelvora"));
     runSql(
         "CREATE TABLE digests(device INTEGER NOT NULL, inode INTEGER NOT NULL, size INTEGER "
@@ -162,6 +163,26 @@ TEST_F(CacheTest, aCacheInTheFirstFormatIsStartedAgain) {
     }
     EXPECT_EQ(rows("digests"), -1);
     EXPECT_GT(rows("buckets"), 0);
+
+    // Entries of the second format, here all of one signature: trusted, they would send the
+    // files that only share their size to be read whole, and make groups of them if they also
+    // claimed one digest.
+    {
+        platform::DigestCache cache(path);
+        std::vector<platform::DigestCache::Key> keys;
+        for (const char* name : {"a/3000-other", "b/3000-third"}) {
+            const FileStamp stamp = *FileTools::currentStamp(tree.path(name));
+            keys.push_back({stamp.device, stamp.inode, stamp.size, stamp.modified, stamp.changed});
+        }
+        for (const auto& known : cache.lookUp(keys)) EXPECT_TRUE(known);
+        cache.store({{keys[0], {7, true, {}}}, {keys[1], {7, true, {}}}});
+    }
+    runSql("PRAGMA user_version = 2");
+    const Found second = search(tree.root(), path);
+    EXPECT_EQ(second.groups, reference.groups);
+    EXPECT_TRUE(second.console.empty());
+    EXPECT_GT(rows("buckets"), 0) << "learned again";
+    EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
 }
 
 // Another search writing: this one reads what is there and keeps nothing of its own. A file

@@ -185,6 +185,7 @@ int run(int argc, char** argv) {
         cli::writeText(std::cout, settings.duplicateFileList, options.keep.has_value());
     }
     std::cout.flush();
+    run->waitForCache();
     if (!options.cleanToTrash) {
         // Nothing is left to do but give back what the search holds, which the system does
         // at once on exit; freeing the records one by one first would only add to the wait.

@@ -32,19 +32,22 @@ bool markReferences(File& group, const SettingsManager& settings) {
 
 void SearchRun::runSearch() {
     runEngine();
-    // Everything the worker used is gone by now; the end is the one thing left.
+    // Everything the worker shared with the window is let go of by now; the end is the one
+    // thing left.
     services_.main.async([self = shared_from_this()] { self->finishSearch(); });
+    // The digest cache is written while the results are shown: this worker waits for it,
+    // never the window.
+    waitForCache();
 }
 
 void SearchRun::runEngine() {
     SettingsManager& settings = services_.settings;
-    std::optional<platform::DigestCache> cache;
     if (!digestCachePath_.empty() && platform::DigestCache::wanted(platform::UserDefaults())) {
-        cache.emplace(digestCachePath_);
+        cache_.emplace(digestCachePath_);
     }
     FileTools tools(settings, services_.center, services_.locations);
     if (hashThreads_) tools.hashThreads = *hashThreads_;
-    if (cache) tools.digestCache = &*cache;
+    if (cache_) tools.digestCache = &*cache_;
     const std::vector<std::string> extensions =
         settings.customFileTypes ? settings.listFileExtensions : std::vector<std::string>{};
     settings.fileList =
@@ -78,6 +81,10 @@ void SearchRun::runEngine() {
     settings.fileList.clear();
     postedFinished_ = tools.postedSearchThreadFinished();
     lastUserInfo_ = tools.userInfo;
+}
+
+void SearchRun::waitForCache() {
+    if (cache_) cache_->waitForStore();
 }
 
 void SearchRun::finishSearch() {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/SettingsManager.h"
+#include "platform/DigestCache.h"
 #include "platform/Locations.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Queues.h"
@@ -45,6 +46,10 @@ public:
     void runSearch();
     // The end of every run, on the main queue.
     void finishSearch();
+    // Waits until what the search learned is in the digest cache: it is written while the
+    // results are shown, and the worker waits for it. A program that ends right after its
+    // results calls it first, or the write is lost.
+    void waitForCache();
 
 private:
     SearchRun(Services services, std::function<void()> onFinished)
@@ -60,6 +65,8 @@ private:
     platform::UserInfo lastUserInfo_;
     bool postedFinished_ = false;
     std::size_t groupsAppended_ = 0;
+    // Made and written on the worker, waited for there and by whoever calls waitForCache.
+    std::optional<platform::DigestCache> cache_;
 };
 
 }  // namespace kelvora

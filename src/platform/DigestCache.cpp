@@ -10,10 +10,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 #include <numeric>
 #include <utility>
 
@@ -223,6 +225,28 @@ std::vector<Place> inBucketOrder(const std::vector<T>& items, const KeyOf& keyOf
     return places;
 }
 
+// The writes of this process: one at a time, and counted from the moment one is asked for in
+// the background, so that a search that looks the cache up meanwhile waits for it rather than
+// read the cache without what it is about to add, and then write it all again, or find it
+// busy and keep nothing.
+struct Writes {
+    std::mutex oneAtATime;
+    std::mutex mutex;
+    std::condition_variable done;
+    int pending = 0;
+};
+
+Writes& writes() {
+    static Writes all;
+    return all;
+}
+
+void waitForWrites() {
+    Writes& all = writes();
+    std::unique_lock lock(all.mutex);
+    all.done.wait(lock, [&] { return all.pending == 0; });
+}
+
 std::int64_t daysSinceEpoch() {
     return static_cast<std::int64_t>(std::time(nullptr)) / 86400;
 }
@@ -267,6 +291,7 @@ void DigestCache::sayHeldLines() {
 }
 
 void DigestCache::openAhead() {
+    waitForStore();
     holdingLines_ = true;
     open();
     holdingLines_ = false;
@@ -425,6 +450,8 @@ bool DigestCache::prepareSchema() {
 }
 
 bool DigestCache::holdsEntries() {
+    waitForStore();
+    waitForWrites();
     sayHeldLines();
     stale_.clear();
     expired_.clear();
@@ -439,6 +466,7 @@ bool DigestCache::holdsEntries() {
 }
 
 std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::vector<Key>& keys) {
+    waitForStore();
     std::vector<std::optional<Facts>> found(keys.size());
     if (!lookUp(keys, [&found](std::size_t k, const Facts& facts) { found[k] = facts; })) {
         found.assign(keys.size(), std::nullopt);
@@ -448,6 +476,8 @@ std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::ve
 
 bool DigestCache::lookUp(const std::vector<Key>& keys,
                          const std::function<void(std::size_t, const Facts&)>& found) {
+    waitForStore();
+    waitForWrites();
     sayHeldLines();
     stale_.clear();
     expired_.clear();
@@ -511,7 +541,36 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
     return true;
 }
 
+void DigestCache::storeInBackground(std::vector<Learned> learned) {
+    waitForStore();
+    Writes& all = writes();
+    {
+        std::lock_guard lock(all.mutex);
+        ++all.pending;
+    }
+    writer_ = std::jthread([this, &all, learned = std::move(learned)]() mutable {
+        {
+            std::lock_guard one(all.oneAtATime);
+            write(std::move(learned));
+        }
+        std::lock_guard lock(all.mutex);
+        --all.pending;
+        all.done.notify_all();
+    });
+}
+
+void DigestCache::waitForStore() {
+    std::lock_guard lock(joining_);
+    if (writer_.joinable()) writer_.join();
+}
+
 void DigestCache::store(std::vector<Learned> learned) {
+    waitForStore();
+    std::lock_guard one(writes().oneAtATime);
+    write(std::move(learned));
+}
+
+void DigestCache::write(std::vector<Learned> learned) {
     sayHeldLines();
     if (!db_) return;
     sqlite3* db = db_.get();

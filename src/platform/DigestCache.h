@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/Md5.h"
@@ -71,11 +73,24 @@ public:
     // Adds what a search learned, refreshes the entries it met that were last seen long ago
     // and drops the old ones, in one transaction. Skipped when another search is writing.
     void store(std::vector<Learned> learned);
+    // The same on a thread of its own, so that the search goes on to its results meanwhile.
+    // Every other call waits for it first, as does the destructor; so does a look-up through
+    // any other cache of this process, which then finds what it wrote.
+    void storeInBackground(std::vector<Learned> learned);
+    // Waits for a write started in the background: what it had to say is said by then. From
+    // any thread, several at once.
+    void waitForStore();
 
     // Days since the epoch by which entries are aged; tests move it.
-    void setToday(std::int64_t day) { today_ = day; }
+    void setToday(std::int64_t day) {
+        waitForStore();
+        today_ = day;
+    }
     // The most entries kept; tests lower it.
-    void setMostEntries(std::int64_t most) { mostEntries_ = most; }
+    void setMostEntries(std::int64_t most) {
+        waitForStore();
+        mostEntries_ = most;
+    }
 
     static constexpr std::int64_t kForgetAfterDays = 90;
     static constexpr std::int64_t kRefreshAfterDays = 7;
@@ -87,6 +102,8 @@ private:
     };
     bool open();
     bool prepareSchema();
+    // The store, on whichever thread, with the process's other writes held off.
+    void write(std::vector<Learned> learned);
     // One console line for the problem; a damaged file is also renamed out of the way.
     void giveUp(const std::string& what, int code);
     void say(const std::string& line);
@@ -107,6 +124,9 @@ private:
     std::int64_t mostEntries_ = kMostEntries;
     bool holdingLines_ = false;
     std::vector<std::string> heldLines_;
+    std::mutex joining_;
+    // Last, so that it is joined before anything it uses is gone.
+    std::jthread writer_;
 };
 
 }  // namespace kelvora::platform

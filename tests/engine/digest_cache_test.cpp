@@ -38,6 +38,8 @@ Found search(const std::string& root, const std::string& cachePath) {
         for (const DuplicateFile& member : group->duplicates) line += " " + member.path;
         found.groups.push_back(line);
     }
+    // What the write had to say is said once it is done.
+    if (cache) cache->waitForStore();
     found.console = console.lines();
     return found;
 }
@@ -326,4 +328,28 @@ TEST(DigestCacheAgeing, theLogDoesNotGrowWithEverySearch) {
 }
 
 }  // namespace
+// The write goes on while the search shows its results: a search of the same process that
+// starts meanwhile finds what it wrote rather than learn it all again (and find the cache busy
+// when it writes what it learned).
+TEST(DigestCacheWrite, aLookUpWaitsForAWriteGoingOnInTheBackground) {
+    testing::TempTree home;
+    const std::string path = home.path("digests.sqlite");
+    std::vector<platform::DigestCache::Learned> learned;
+    std::vector<platform::DigestCache::Key> keys;
+    for (std::uint64_t i = 0; i < 200'000; ++i) {
+        learned.push_back({{1, i * 3, 3000, 1, 2}, {i, false, {}}});
+        keys.push_back(learned.back().key);
+    }
+    testing::ConsoleCollector console;
+    platform::DigestCache first(path);
+    first.lookUp({keys.front()});
+    first.storeInBackground(std::move(learned));
+    platform::DigestCache next(path);
+    const auto found = next.lookUp(keys);
+    EXPECT_EQ(std::count_if(found.begin(), found.end(), [](const auto& facts) { return facts; }),
+              200'000);
+    first.waitForStore();
+    EXPECT_TRUE(console.lines().empty());
+}
+
 }  // namespace kelvora

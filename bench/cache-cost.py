@@ -61,6 +61,9 @@ def main():
                 shutil.rmtree(folder, ignore_errors=True)
                 if args.seed:
                     shutil.copytree(args.seed, folder)
+                # What the last run wrote, and the copy, reach the disk before the next run
+                # starts, as a cache written days ago has, rather than while it runs.
+                os.sync()
                 # The children's CPU time grows by the run's once it has been waited for.
                 before = resource.getrusage(resource.RUSAGE_CHILDREN)
                 wall, out, err = run(commands[name], env, work)

@@ -42,10 +42,12 @@ FileList FileTools::search(const std::vector<std::string>& paths, std::uint64_t 
                            const std::vector<std::string>& extensions, bool withSingles) {
     // The digest cache's file is opened while the walk runs (a long log copied into it, the
     // log of a file last used by another process read back): that is mostly waiting for the
-    // disk, and the walk leaves the look-up nothing else to wait for.
+    // disk, and the walk leaves the look-up nothing else to wait for. A file that is not
+    // there yet holds nothing to look up: it is made when the search writes, not beside the
+    // walk, which a third thread slows down (a first search of 20,000 files: 1 to 2 ms).
     // Joined on its way out too, whichever way the walk leaves.
     std::jthread openingCache;
-    if (digestCache != nullptr && hashThreads > 0) {
+    if (digestCache != nullptr && hashThreads > 0 && digestCache->present()) {
         openingCache = std::jthread([cache = digestCache] { cache->openAhead(); });
     }
     walk(removeNestedFolders(paths), minimumSize, maximumSize, ignorePackages, extensions);

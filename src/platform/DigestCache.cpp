@@ -7,6 +7,7 @@
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -290,6 +291,10 @@ void DigestCache::sayHeldLines() {
     heldLines_.clear();
 }
 
+bool DigestCache::present() const {
+    return !path_.empty() && ::access(path_.c_str(), F_OK) == 0;
+}
+
 void DigestCache::openAhead() {
     waitForStore();
     holdingLines_ = true;
@@ -462,6 +467,7 @@ bool DigestCache::holdsEntries() {
     stale_.clear();
     expired_.clear();
     entries_ = 0;
+    if (!db_ && !present()) return false;
     if (!open()) return false;
     sqlite3* db = db_.get();
     Statement any(db, "SELECT 1 FROM buckets LIMIT 1");
@@ -488,7 +494,7 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
     stale_.clear();
     expired_.clear();
     entries_ = 0;
-    if (keys.empty() || !open()) return true;
+    if (keys.empty() || (!db_ && !present()) || !open()) return true;
     sqlite3* db = db_.get();
     Statement scan(db,
                    "SELECT device, bucket, count, oldest, packed FROM buckets "
@@ -578,7 +584,8 @@ void DigestCache::store(std::vector<Learned> learned) {
 
 void DigestCache::write(std::vector<Learned> learned) {
     sayHeldLines();
-    if (!db_) return;
+    // A file that was not there to be looked up is made now.
+    if (!db_ && !open()) return;
     sqlite3* db = db_.get();
     // What was learned now goes before what is only refreshed, and the order below keeps the
     // order of equal keys: of the two, what was learned now stays.

@@ -54,6 +54,9 @@ public:
     // The user default "DigestCache" set to "No" switches the cache off.
     static bool wanted(const UserDefaults& defaults);
 
+    // Whether the file is there. One that is not is made only when there is something to
+    // write, and not looked up before: there is nothing to read in it.
+    bool present() const;
     // Opens the file now, and copies a long log into it, so that the look-up finds it done:
     // a search calls it on another thread while it walks. From any thread, but only one at a
     // time, as every other call. What goes wrong is said at the look-up, after what the walk

@@ -478,7 +478,6 @@ bool DigestCache::holdsEntries() {
 }
 
 std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::vector<Key>& keys) {
-    waitForStore();
     std::vector<std::optional<Facts>> found(keys.size());
     if (!lookUp(keys, [&found](std::size_t k, const Facts& facts) { found[k] = facts; })) {
         found.assign(keys.size(), std::nullopt);
@@ -576,10 +575,10 @@ void DigestCache::waitForStore() {
     if (writer_.joinable()) writer_.join();
 }
 
+// The one way a write is made, so that every write is counted and held off the others alike.
 void DigestCache::store(std::vector<Learned> learned) {
+    storeInBackground(std::move(learned));
     waitForStore();
-    std::lock_guard one(writes().oneAtATime);
-    write(std::move(learned));
 }
 
 void DigestCache::write(std::vector<Learned> learned) {

@@ -105,7 +105,7 @@ private:
     };
     bool open();
     bool prepareSchema();
-    // The store, on whichever thread, with the process's other writes held off.
+    // The store, on the writer's thread, with the process's other writes held off.
     void write(std::vector<Learned> learned);
     // One console line for the problem; a damaged file is also renamed out of the way.
     void giveUp(const std::string& what, int code);

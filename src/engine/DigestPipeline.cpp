@@ -5,6 +5,9 @@
 
 #include <fcntl.h>
 #include <xxhash.h>
+#if defined(__x86_64__)
+#include <xxh_x86dispatch.h>
+#endif
 
 #include <algorithm>
 #include <array>
@@ -47,8 +50,15 @@ constexpr std::size_t kComparedPairwise = 16;
 // without a new format of the cache. (With the cache on, every file read gets one: the
 // 16 KB of a small file hashed by hand cost a first search of 200,000 files 37 ms of work,
 // its first 4 KB through XXH3 about 15.)
+// On x86-64 it goes through the library's own choice of the widest vectors the processor
+// has: the plain entry point is built for SSE2 alone, at 200 ns per 4 KB on this machine
+// against 58 through AVX-512. Both give the same value, as XXH3 is defined by its result.
 std::uint64_t signatureOf(std::string_view bytes) {
+#if defined(__x86_64__)
+    return XXH3_64bits_dispatch(bytes.data(), std::min(bytes.size(), kPrefix));
+#else
     return XXH3_64bits(bytes.data(), std::min(bytes.size(), kPrefix));
+#endif
 }
 
 }  // namespace

@@ -131,11 +131,17 @@ TEST_F(CacheTest, aDamagedCacheIsSetAsideWithOneLineAndANewOneIsStarted) {
     EXPECT_TRUE(next.console.empty());
     EXPECT_TRUE(fs::exists(path));
     // Damage inside the file, in what only this Kelvora reads: set aside the same way.
-    runSql("UPDATE buckets SET packed = x'0102'");
-    const Found inside = search(tree.root(), path);
-    EXPECT_EQ(inside.groups, reference.groups);
-    ASSERT_EQ(inside.console.size(), 1u);
-    EXPECT_NE(inside.console[0].find("damaged; set aside as"), std::string::npos);
+    // A bucket cut short, and one whose entries say they have more digests than it holds.
+    for (const char* damage :
+         {"UPDATE buckets SET packed = x'0102'",
+          "UPDATE buckets SET packed = substr(packed, 1, length(packed) - 16)"}) {
+        EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
+        runSql(damage);
+        const Found inside = search(tree.root(), path);
+        EXPECT_EQ(inside.groups, reference.groups);
+        ASSERT_EQ(inside.console.size(), 1u) << damage;
+        EXPECT_NE(inside.console[0].find("damaged; set aside as"), std::string::npos);
+    }
 }
 
 TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
@@ -145,7 +151,7 @@ TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
     EXPECT_EQ(newer.groups, reference.groups);
     ASSERT_EQ(newer.console.size(), 1u);
     EXPECT_NE(newer.console[0].find("written by a newer Kelvora"), std::string::npos);
-    runSql("PRAGMA user_version = 3");
+    runSql("PRAGMA user_version = 4");
     EXPECT_EQ(rows("buckets"), 0) << "nothing was written into it";
 }
 
@@ -166,7 +172,7 @@ TEST_F(CacheTest, aCacheInAnOlderFormatIsStartedAgain) {
     EXPECT_EQ(rows("digests"), -1);
     EXPECT_GT(rows("buckets"), 0);
 
-    // Entries of the second format, here all of one signature: trusted, they would send the
+    // Entries of an older format, here all of one signature: trusted, they would send the
     // files that only share their size to be read whole, and make groups of them if they also
     // claimed one digest.
     {
@@ -179,7 +185,7 @@ TEST_F(CacheTest, aCacheInAnOlderFormatIsStartedAgain) {
         for (const auto& known : cache.lookUp(keys)) EXPECT_TRUE(known);
         cache.store({{keys[0], {7, true, {}}}, {keys[1], {7, true, {}}}});
     }
-    runSql("PRAGMA user_version = 2");
+    runSql("PRAGMA user_version = 3");
     const Found second = search(tree.root(), path);
     EXPECT_EQ(second.groups, reference.groups);
     EXPECT_TRUE(second.console.empty());
@@ -312,7 +318,7 @@ TEST(DigestCacheAgeing, theLogDoesNotGrowWithEverySearch) {
     testing::TempTree home;
     const std::string path = home.path("digests.sqlite");
     std::uintmax_t longest = 0;
-    for (std::uint64_t round = 0; round < 6; ++round) {
+    for (std::uint64_t round = 0; round < 10; ++round) {
         std::vector<platform::DigestCache::Learned> learned;
         for (std::uint64_t i = 0; i < 100'000; ++i) {
             learned.push_back({{1, round * 1'000'000 + i, 3000, 1, 2}, {i, false, {}}});
@@ -322,7 +328,7 @@ TEST(DigestCacheAgeing, theLogDoesNotGrowWithEverySearch) {
         cache.store(std::move(learned));
         longest = std::max(longest, fs::file_size(path + "-wal"));
     }
-    // Each round writes 6.9 MB; six of them would leave 41 MB. A search copies the log into
+    // Each round writes 3.7 MB; ten of them would leave 37 MB. A search copies the log into
     // the file once it is past 16 MB, so it never holds more than that and one search's.
     EXPECT_LT(longest, 24'000'000u);
 }

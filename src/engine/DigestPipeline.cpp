@@ -96,6 +96,8 @@ public:
     std::size_t base = 0;
     bool oneBatch = false;  // the chunk's files fit in one batch: its buffers hold them all
     std::vector<char> kept;
+    // With a cache, what it learned, handed over once it has settled its last chunk.
+    std::vector<platform::DigestCache::Learned> learned;
     // The whole paths of a batch's files whose folders were not kept open.
     std::array<std::string, platform::PrefixReads::kBatch> paths;
 };
@@ -159,11 +161,10 @@ platform::DigestCache::Key cacheKey(const FileStamp& stamp) {
 // Only the files that share their size with another are ever read, so only they are looked up.
 void DigestPipeline::lookUpKnown() {
     // The keys are filled once, in full: their pages come in one call rather than a fault
-    // each. What the workers learn never moves as it grows, but takes its pages only as it
-    // is filled: on a second search it stays nearly empty.
+    // each.
     std::size_t candidates = 0;
     for (const Run& run : runs_) candidates += run.end - run.begin;
-    learned_.reserve(candidates);
+    candidates_ = candidates;
     // An empty cache (the first search, or the one after it was cleared) knows nothing: the
     // keys are not even gathered (200,000 files: 5 ms and 6.6 MB).
     if (!cache_->holdsEntries()) return;
@@ -193,7 +194,7 @@ void DigestPipeline::lookUpKnown() {
 // Called by the worker of the chunk before it is marked settled: what the runs' files gave
 // that the cache did not hold. Unreadable and changed files are never kept.
 void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
-    std::vector<platform::DigestCache::Learned> learned;
+    std::vector<platform::DigestCache::Learned>& learned = worker.learned;
     for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
         for (std::size_t i = runs_[run].begin; i < runs_[run].end; ++i) {
             const Digest& settled = digest(i);
@@ -206,13 +207,30 @@ void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
             learned.push_back({cacheKey(files_.stamp(i)), facts});
         }
     }
-    if (learned.empty()) return;
-    std::lock_guard lock(mutex_);
-    learned_.insert(learned_.end(), learned.begin(), learned.end());
 }
 
+// Each worker learns into a list of its own, which the first to finish hands over whole and
+// the others append to. Gathered chunk by chunk and appended under the lock, each entry was
+// copied twice more on its way (a first search of 18,000 small files took 0.9 ms longer in
+// paired runs).
+void DigestPipeline::handOver(Worker& worker) {
+    {
+        std::lock_guard lock(mutex_);
+        if (learned_.empty()) {
+            learned_.swap(worker.learned);
+        } else {
+            learned_.insert(learned_.end(), worker.learned.begin(), worker.learned.end());
+        }
+        ++handedOver_;
+    }
+    runSettled_.notify_all();
+}
+
+// A worker hands over after it has found no chunk left, which is after the loop may have seen
+// every run settled.
 std::vector<platform::DigestCache::Learned> DigestPipeline::takeLearned() {
-    std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    runSettled_.wait(lock, [this] { return handedOver_ == threads_.size(); });
     return std::move(learned_);
 }
 
@@ -238,6 +256,10 @@ void DigestPipeline::closeFolders(bool reader) {
 void DigestPipeline::work() {
     {
         Worker worker(batchedReads_);
+        // Room for every file that could be learned, so that nothing is moved as it grows; a
+        // page is taken only once it is filled, and on a second search the list stays nearly
+        // empty.
+        if (cache_ != nullptr) worker.learned.reserve(candidates_);
         for (;;) {
             const std::size_t index = nextChunk_.fetch_add(1);
             if (index >= chunks_.size() || canceled_.load()) break;
@@ -257,6 +279,7 @@ void DigestPipeline::work() {
             }
             runSettled_.notify_all();
         }
+        handOver(worker);
     }
     closeFolders(true);
 }

@@ -100,6 +100,7 @@ private:
     void hashAll(std::vector<std::size_t> toHash, Worker& worker);
     void lookUpKnown();
     void learn(const Chunk& chunk, Worker& worker);
+    void handOver(Worker& worker);
     void hashWhole(std::size_t index);
     void setUnreadable(std::size_t index, std::string line);
     void setChanged(std::size_t index);
@@ -138,8 +139,10 @@ private:
     std::atomic<std::size_t> nextToClose_{0};
     std::map<std::size_t, std::string> errors_;  // by position; guarded by the mutex
     platform::DigestCache* cache_;
-    std::vector<Known> known_;  // with a cache, the files it knew, in the order of positions
+    std::vector<Known> known_;    // with a cache, the files it knew, in the order of positions
+    std::size_t candidates_ = 0;  // with a cache, the files that could be read
     std::vector<platform::DigestCache::Learned> learned_;  // guarded by the mutex
+    std::size_t handedOver_ = 0;  // workers whose learned_ is in; guarded by the mutex
     std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;
     std::condition_variable runSettled_;

@@ -412,8 +412,14 @@ void DigestPipeline::sortOut(const Run& run, Worker& worker, std::vector<std::si
         }
     }
     if (length <= kComparedPairwise) {
+        // With a cache, every file has its signature already, and the bytes are compared only
+        // without one: comparing them as well, which goes through the whole of every copy,
+        // cost a first search of 18,000 small files 1.2 ms, and of the mixed 20,000 files 2.3.
+        // Small files alike in their first 4 KB but not after are then told apart by their
+        // digests, as files too large to be read whole always are.
+        const bool bySignature = !allKept || cache_ != nullptr;
         const auto same = [&](const Worker::Look& first, const Worker::Look& second) {
-            if (!allKept) return first.signature == second.signature;
+            if (bySignature) return first.signature == second.signature;
             return first.length == second.length &&
                    std::memcmp(first.bytes, second.bytes, first.length) == 0;
         };

@@ -64,7 +64,7 @@ Outcome search(const std::string& root, unsigned threads, bool batchedReads = tr
 }
 
 // Sizes from a small set so that runs of equal sizes are long; contents that share their
-// first bytes, their last bytes, or everything.
+// first bytes (a few, or the first 4 KB), their last bytes, or everything.
 void buildRandomTree(testing::TempTree& tree, std::mt19937& random,
                      std::vector<std::size_t> sizes = {0, 1, 100, 4096, 4097, 16384, 16385, 70000},
                      int files = 0) {
@@ -76,6 +76,8 @@ void buildRandomTree(testing::TempTree& tree, std::mt19937& random,
         std::string contents(size, 'a');
         for (char& c : contents) c = static_cast<char>('a' + random() % 3);
         if (size > 10 && random() % 2 == 0) contents.replace(0, 10, "HEADERHEAD");
+        // Alike in all the bytes a large file is told apart by, and a small one is not.
+        if (size > 4096 && random() % 3 == 0) contents.replace(0, 4096, std::string(4096, 'h'));
         const bool copy = !originals.empty() && random() % 3 == 0;
         const std::string& data = copy ? originals[random() % originals.size()] : contents;
         const std::string name = "d" + std::to_string(random() % 5) + "/f" + std::to_string(i);

@@ -211,8 +211,6 @@ private:
     // During a search with hash threads: a descriptor of each folder the walk listed (as
     // many as the process may hold), indexed by ScanList::handle.
     std::vector<platform::FileHandle> folderHandles_;
-    // What the comparison learned for the digest cache, written once its workers are done.
-    std::vector<platform::DigestCache::Learned> learned_;
     std::size_t folderHandleLimit_ = 0;
     std::size_t openFolders_ = 0;
     std::size_t lowestOpenFrame_ = 0;

@@ -57,11 +57,10 @@ public:
     // Whether the file is there. One that is not is made only when there is something to
     // write, and not looked up before: there is nothing to read in it.
     bool present() const;
-    // Opens the file now, and copies a long log into it, so that the look-up finds it done:
-    // a search calls it on another thread while it walks. From any thread, but only one at a
-    // time, as every other call. What goes wrong is said at the look-up, after what the walk
-    // had to say.
-    void openAhead();
+    // Opens the file, and copies a long log into it, on a thread of its own, so that the
+    // look-up finds it done: a search asks while it walks. What goes wrong is said at the
+    // look-up, after what the walk had to say.
+    void openInBackground();
     // What is known of each key, in the keys' order, read in one pass over the file. All
     // empty when the cache cannot be used.
     // Whether the file holds any entry at all: a search asks before it gathers its keys,
@@ -104,6 +103,7 @@ private:
         void operator()(sqlite3* db) const;
     };
     bool open();
+    void waitForOpener();
     bool prepareSchema();
     // The store, on the writer's thread, with the process's other writes held off.
     void write(std::vector<Learned> learned);
@@ -128,8 +128,10 @@ private:
     bool holdingLines_ = false;
     std::vector<std::string> heldLines_;
     std::mutex joining_;
-    // Last, so that it is joined before anything it uses is gone.
+    // Last, so that they are joined before anything they use is gone. The opener is joined
+    // by whoever uses the file next: the writer, or a call that has waited for the writer.
     std::jthread writer_;
+    std::jthread opener_;
 };
 
 }  // namespace kelvora::platform

@@ -1,8 +1,9 @@
 // The digest cache in SQLite. Searches read it in one pass before the first file is read
-// (a scan of every entry in key order, merged with the search's files sorted the same way,
-// beat a temporary table joined with the entries and one query per file), and write it in
-// one transaction when the comparison is done. Write-ahead logging lets a search read it
-// while another writes; a search that finds it being written keeps nothing rather than wait.
+// (a scan of every bucket in key order, merged with the search's files sorted the same way,
+// reading the entries of only the buckets that hold some of them, beat a temporary table
+// joined with the entries and one query per file), and write it in one transaction when the
+// comparison is done. Write-ahead logging lets a search read it while another writes; a
+// search that finds it being written keeps nothing rather than wait.
 #include "platform/DigestCache.h"
 
 #include <pthread.h>
@@ -20,6 +21,7 @@
 #include <ctime>
 #include <mutex>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 #include "platform/Console.h"
@@ -34,7 +36,8 @@ namespace {
 // 3: the signature of the first bytes became XXH3 of at most 4 KB; an entry of an older
 // format holds a signature that means something else, and is learned again.
 // 4: entries packed in 36 bytes rather than 64.
-constexpr int kFormat = 4;
+// 5: what says which buckets there are kept apart from their packed entries (see the schema).
+constexpr int kFormat = 5;
 // Entries are packed in buckets of neighbouring inodes, one row per bucket: SQLite's cost goes
 // by the row, and the files a search meets together were mostly made together, with inodes
 // close to each other (200,000 entries: a look-up took 44 ms as a row each, 4 ms packed).
@@ -67,6 +70,13 @@ struct Statement {
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 };
+
+// Runs a statement that returns no rows, ready to be bound again; an SQLite code.
+int step(sqlite3_stmt* statement) {
+    const int code = sqlite3_step(statement);
+    sqlite3_reset(statement);
+    return code;
+}
 
 bool damaged(int code) {
     code &= 0xff;
@@ -487,10 +497,17 @@ bool DigestCache::prepareSchema() {
         const std::string setUp =
             "DROP TABLE IF EXISTS digests;"
             "DROP TABLE IF EXISTS buckets;"
+            "DROP TABLE IF EXISTS packs;"
+            // A look-up goes through every bucket's row to find those that hold the search's
+            // files and to age and count them all. With the entries in the same row, that read
+            // the whole file, as SQLite keeps most of a long value in its row's page: beside
+            // another tree's cache, the look-up of a first search of 200,000 files took 7.7 ms
+            // rather than 6.0, of 20,000 files 0.8 ms rather than 0.5.
             "CREATE TABLE buckets("
             " device INTEGER NOT NULL, bucket INTEGER NOT NULL, count INTEGER NOT NULL,"
-            " oldest INTEGER NOT NULL, newest INTEGER NOT NULL, packed BLOB NOT NULL);"
-            "CREATE UNIQUE INDEX buckets_by_key ON buckets(device, bucket);"
+            " oldest INTEGER NOT NULL, newest INTEGER NOT NULL, pack INTEGER NOT NULL,"
+            " PRIMARY KEY(device, bucket)) WITHOUT ROWID;"
+            "CREATE TABLE packs(id INTEGER PRIMARY KEY, packed BLOB NOT NULL);"
             "PRAGMA user_version=" +
             std::to_string(kFormat) + ";";
         code = sqlite3_exec(db, setUp.c_str(), nullptr, nullptr, nullptr);
@@ -543,9 +560,10 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
     if (keys.empty() || (!db_ && !present()) || !open()) return true;
     sqlite3* db = db_.get();
     Statement scan(db,
-                   "SELECT device, bucket, count, oldest, packed FROM buckets "
+                   "SELECT device, bucket, count, oldest, pack FROM buckets "
                    "ORDER BY device, bucket");
-    if (scan.statement == nullptr) {
+    Statement fetch(db, "SELECT packed FROM packs WHERE id = ?");
+    if (scan.statement == nullptr || fetch.statement == nullptr) {
         giveUp(sqlite3_errmsg(db), sqlite3_errcode(db));
         return true;
     }
@@ -568,7 +586,13 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
         while (next < order.size() && bucketOf(keys[order[next].index]) < bucket) ++next;
         // A bucket that holds none of the search's files is not even read.
         if (next == order.size() || !(bucketOf(keys[order[next].index]) == bucket)) continue;
-        const Packed entries = packedColumn(row, 4, bucket, count);
+        sqlite3_reset(fetch.statement);
+        sqlite3_bind_int64(fetch.statement, 1, sqlite3_column_int64(row, 4));
+        code = sqlite3_step(fetch.statement);
+        if (code != SQLITE_ROW && code != SQLITE_DONE) break;
+        // A bucket without its entries is as damaged as one whose entries make no sense.
+        const Packed entries = code == SQLITE_ROW ? packedColumn(fetch.statement, 0, bucket, count)
+                                                  : Packed(bucket, nullptr, 0, 0);
         if (!entries.valid()) {
             giveUp("an entry is not what this Kelvora wrote", SQLITE_CORRUPT);
             return false;
@@ -671,12 +695,18 @@ void DigestCache::write(std::vector<Learned> learned) {
         giveUp(message, error);
     };
     if (code != SQLITE_OK) return fail(code);
-    Statement read(db, "SELECT count, packed FROM buckets WHERE device = ? AND bucket = ?");
+    Statement read(db,
+                   "SELECT b.count, b.pack, p.packed FROM buckets AS b "
+                   "LEFT JOIN packs AS p ON p.id = b.pack WHERE b.device = ? AND b.bucket = ?");
+    // A new bucket's entries take the next free id: a null id asks for it.
+    Statement writePack(db, "INSERT OR REPLACE INTO packs(id, packed) VALUES (?, ?)");
     Statement write(db,
-                    "INSERT OR REPLACE INTO buckets(device, bucket, count, oldest, newest, packed) "
+                    "INSERT OR REPLACE INTO buckets(device, bucket, count, oldest, newest, pack) "
                     "VALUES (?, ?, ?, ?, ?, ?)");
     Statement drop(db, "DELETE FROM buckets WHERE device = ? AND bucket = ?");
-    if (!read.statement || !write.statement || !drop.statement) {
+    Statement dropPack(db, "DELETE FROM packs WHERE id = ?");
+    if (!read.statement || !writePack.statement || !write.statement || !drop.statement ||
+        !dropPack.statement) {
         return fail(sqlite3_errcode(db));
     }
     const auto bind = [](sqlite3_stmt* statement, const Bucket& bucket) {
@@ -716,9 +746,12 @@ void DigestCache::write(std::vector<Learned> learned) {
         bind(read.statement, bucket);
         code = sqlite3_step(read.statement);
         existing.clear();
+        std::optional<std::int64_t> packId;  // the row of the bucket's entries, when it has one
         if (code == SQLITE_ROW) {
+            packId = sqlite3_column_int64(read.statement, 1);
+            // A bucket without its entries reads as a column that is not a blob.
             const Packed packed =
-                packedColumn(read.statement, 1, bucket, sqlite3_column_int64(read.statement, 0));
+                packedColumn(read.statement, 2, bucket, sqlite3_column_int64(read.statement, 0));
             const bool valid = packed.valid();
             for (std::size_t k = 0; valid && k < packed.size(); ++k) {
                 existing.push_back(packed.entry(k));
@@ -745,25 +778,37 @@ void DigestCache::write(std::vector<Learned> learned) {
         while (e < existing.size()) keep(existing[e++]);
         added +=
             static_cast<std::int64_t>(merged.size()) - static_cast<std::int64_t>(existing.size());
-        sqlite3_stmt* change = merged.empty() ? drop.statement : write.statement;
-        bind(change, bucket);
-        if (!merged.empty()) {
-            std::int64_t oldest = merged.front().seen;
-            std::int64_t newest = oldest;
-            for (const Entry& entry : merged) {
-                oldest = std::min(oldest, entry.seen);
-                newest = std::max(newest, entry.seen);
+        if (merged.empty()) {
+            // Only a bucket that was there can end up empty.
+            bind(drop.statement, bucket);
+            sqlite3_bind_int64(dropPack.statement, 1, *packId);
+            if ((code = step(drop.statement)) != SQLITE_DONE ||
+                (code = step(dropPack.statement)) != SQLITE_DONE) {
+                return fail(code);
             }
-            pack(merged, bytes);
-            sqlite3_bind_int64(change, 3, static_cast<std::int64_t>(merged.size()));
-            sqlite3_bind_int64(change, 4, oldest);
-            sqlite3_bind_int64(change, 5, newest);
-            sqlite3_bind_blob(change, 6, bytes.data(), static_cast<int>(bytes.size()),
-                              SQLITE_STATIC);
+            continue;
         }
-        code = sqlite3_step(change);
-        sqlite3_reset(change);
-        if (code != SQLITE_DONE) return fail(code);
+        std::int64_t oldest = merged.front().seen;
+        std::int64_t newest = oldest;
+        for (const Entry& entry : merged) {
+            oldest = std::min(oldest, entry.seen);
+            newest = std::max(newest, entry.seen);
+        }
+        pack(merged, bytes);
+        if (packId) {
+            sqlite3_bind_int64(writePack.statement, 1, *packId);
+        } else {
+            sqlite3_bind_null(writePack.statement, 1);
+        }
+        sqlite3_bind_blob(writePack.statement, 2, bytes.data(), static_cast<int>(bytes.size()),
+                          SQLITE_STATIC);
+        if ((code = step(writePack.statement)) != SQLITE_DONE) return fail(code);
+        bind(write.statement, bucket);
+        sqlite3_bind_int64(write.statement, 3, static_cast<std::int64_t>(merged.size()));
+        sqlite3_bind_int64(write.statement, 4, oldest);
+        sqlite3_bind_int64(write.statement, 5, newest);
+        sqlite3_bind_int64(write.statement, 6, packId ? *packId : sqlite3_last_insert_rowid(db));
+        if ((code = step(write.statement)) != SQLITE_DONE) return fail(code);
     }
     // Counted again if it may be over: another search may have written since the look-up.
     if (entries_ + added > mostEntries_) {
@@ -779,30 +824,31 @@ void DigestCache::write(std::vector<Learned> learned) {
 int DigestCache::trim() {
     sqlite3* db = db_.get();
     std::int64_t total = 0;
-    std::vector<std::pair<Bucket, std::int64_t>> buckets;
+    std::vector<std::pair<Bucket, std::int64_t>> buckets;  // and the row of their entries
     {
-        Statement all(db, "SELECT device, bucket, count FROM buckets ORDER BY newest DESC");
+        Statement all(db, "SELECT device, bucket, count, pack FROM buckets ORDER BY newest DESC");
         if (all.statement == nullptr) return sqlite3_errcode(db);
         int code;
         while ((code = sqlite3_step(all.statement)) == SQLITE_ROW) {
-            const std::int64_t count = sqlite3_column_int64(all.statement, 2);
-            total += count;
+            total += sqlite3_column_int64(all.statement, 2);
             if (total > mostEntries_) {
                 buckets.push_back(
                     {{static_cast<std::uint64_t>(sqlite3_column_int64(all.statement, 0)),
                       static_cast<std::uint64_t>(sqlite3_column_int64(all.statement, 1))},
-                     count});
+                     sqlite3_column_int64(all.statement, 3)});
             }
         }
         if (code != SQLITE_DONE) return code;
     }
     Statement drop(db, "DELETE FROM buckets WHERE device = ? AND bucket = ?");
-    if (drop.statement == nullptr) return sqlite3_errcode(db);
-    for (const auto& [bucket, count] : buckets) {
+    Statement dropPack(db, "DELETE FROM packs WHERE id = ?");
+    if (drop.statement == nullptr || dropPack.statement == nullptr) return sqlite3_errcode(db);
+    for (const auto& [bucket, packId] : buckets) {
         sqlite3_bind_int64(drop.statement, 1, static_cast<std::int64_t>(bucket.device));
         sqlite3_bind_int64(drop.statement, 2, static_cast<std::int64_t>(bucket.number));
-        const int code = sqlite3_step(drop.statement);
-        sqlite3_reset(drop.statement);
+        sqlite3_bind_int64(dropPack.statement, 1, packId);
+        int code = step(drop.statement);
+        if (code == SQLITE_DONE) code = step(dropPack.statement);
         if (code != SQLITE_DONE) return code;
     }
     return SQLITE_OK;

@@ -131,10 +131,11 @@ TEST_F(CacheTest, aDamagedCacheIsSetAsideWithOneLineAndANewOneIsStarted) {
     EXPECT_TRUE(next.console.empty());
     EXPECT_TRUE(fs::exists(path));
     // Damage inside the file, in what only this Kelvora reads: set aside the same way.
-    // A bucket cut short, and one whose entries say they have more digests than it holds.
-    for (const char* damage :
-         {"UPDATE buckets SET packed = x'0102'",
-          "UPDATE buckets SET packed = substr(packed, 1, length(packed) - 16)"}) {
+    // A bucket cut short, one whose entries say they have more digests than it holds, and
+    // buckets whose entries are gone.
+    for (const char* damage : {"UPDATE packs SET packed = x'0102'",
+                               "UPDATE packs SET packed = substr(packed, 1, length(packed) - 16)",
+                               "DELETE FROM packs"}) {
         EXPECT_EQ(search(tree.root(), path).groups, reference.groups);
         runSql(damage);
         const Found inside = search(tree.root(), path);
@@ -151,7 +152,7 @@ TEST_F(CacheTest, aCacheFromANewerKelvoraIsLeftAloneAndUnused) {
     EXPECT_EQ(newer.groups, reference.groups);
     ASSERT_EQ(newer.console.size(), 1u);
     EXPECT_NE(newer.console[0].find("written by a newer Kelvora"), std::string::npos);
-    runSql("PRAGMA user_version = 4");
+    runSql("PRAGMA user_version = 5");
     EXPECT_EQ(rows("buckets"), 0) << "nothing was written into it";
 }
 
@@ -185,7 +186,7 @@ TEST_F(CacheTest, aCacheInAnOlderFormatIsStartedAgain) {
         for (const auto& known : cache.lookUp(keys)) EXPECT_TRUE(known);
         cache.store({{keys[0], {7, true, {}}}, {keys[1], {7, true, {}}}});
     }
-    runSql("PRAGMA user_version = 3");
+    runSql("PRAGMA user_version = 4");
     const Found second = search(tree.root(), path);
     EXPECT_EQ(second.groups, reference.groups);
     EXPECT_TRUE(second.console.empty());

@@ -103,6 +103,17 @@ struct Bucket {
     }
 };
 
+// Removes a bucket's row and the row of its entries, through the two statements that delete
+// them; an SQLite code.
+int dropBucket(sqlite3_stmt* dropRow, sqlite3_stmt* dropPack, const Bucket& bucket,
+               std::int64_t packId) {
+    sqlite3_bind_int64(dropRow, 1, static_cast<std::int64_t>(bucket.device));
+    sqlite3_bind_int64(dropRow, 2, static_cast<std::int64_t>(bucket.number));
+    sqlite3_bind_int64(dropPack, 1, packId);
+    const int code = step(dropRow);
+    return code == SQLITE_DONE ? step(dropPack) : code;
+}
+
 Bucket bucketOf(const DigestCache::Key& key) {
     return {key.device, key.inode >> kBucketShift};
 }
@@ -780,12 +791,8 @@ void DigestCache::write(std::vector<Learned> learned) {
             static_cast<std::int64_t>(merged.size()) - static_cast<std::int64_t>(existing.size());
         if (merged.empty()) {
             // Only a bucket that was there can end up empty.
-            bind(drop.statement, bucket);
-            sqlite3_bind_int64(dropPack.statement, 1, *packId);
-            if ((code = step(drop.statement)) != SQLITE_DONE ||
-                (code = step(dropPack.statement)) != SQLITE_DONE) {
-                return fail(code);
-            }
+            code = dropBucket(drop.statement, dropPack.statement, bucket, *packId);
+            if (code != SQLITE_DONE) return fail(code);
             continue;
         }
         std::int64_t oldest = merged.front().seen;
@@ -844,11 +851,7 @@ int DigestCache::trim() {
     Statement dropPack(db, "DELETE FROM packs WHERE id = ?");
     if (drop.statement == nullptr || dropPack.statement == nullptr) return sqlite3_errcode(db);
     for (const auto& [bucket, packId] : buckets) {
-        sqlite3_bind_int64(drop.statement, 1, static_cast<std::int64_t>(bucket.device));
-        sqlite3_bind_int64(drop.statement, 2, static_cast<std::int64_t>(bucket.number));
-        sqlite3_bind_int64(dropPack.statement, 1, packId);
-        int code = step(drop.statement);
-        if (code == SQLITE_DONE) code = step(dropPack.statement);
+        const int code = dropBucket(drop.statement, dropPack.statement, bucket, packId);
         if (code != SQLITE_DONE) return code;
     }
     return SQLITE_OK;

@@ -372,6 +372,10 @@ void DigestCache::waitForOpener() {
 
 void DigestCache::giveUp(const std::string& what, int code) {
     failed_ = true;
+    // Closing the connection ends its transaction.
+    reading_ = false;
+    rows_.clear();
+    filter_.clear();
     db_.reset();
     if (damaged(code)) {
         setAside();
@@ -535,21 +539,85 @@ bool DigestCache::prepareSchema() {
     return false;
 }
 
+namespace {
+
+// Where a bucket falls in a filter of bits bits (a power of two): the top bits of a
+// multiplicative hash, which spread neighbouring bucket numbers best.
+std::uint64_t filterBit(std::uint64_t device, std::uint64_t bucket, int bits) {
+    return ((device * 0x9e3779b97f4a7c15ULL) ^ bucket) * 0xbf58476d1ce4e5b9ULL >> (64 - bits);
+}
+
+}  // namespace
+
 bool DigestCache::holdsEntries() {
     waitForStore();
     waitForWrites();
     sayHeldLines();
+    endReading();
     stale_.clear();
     expired_.clear();
     entries_ = 0;
     if (!db_ && !present()) return false;
     if (!open()) return false;
     sqlite3* db = db_.get();
-    Statement any(db, "SELECT 1 FROM buckets LIMIT 1");
-    const int code = any.statement ? sqlite3_step(any.statement) : sqlite3_errcode(db);
-    if (code == SQLITE_ROW) return true;
-    if (code != SQLITE_DONE) giveUp(sqlite3_errmsg(db), code);
-    return false;
+    // The list of buckets and the entries read after it are one snapshot: a write by another
+    // search in between could drop a bucket whose entries the look-up would then find gone.
+    if (const int code = sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr); code != SQLITE_OK) {
+        giveUp(sqlite3_errmsg(db), code);
+        return false;
+    }
+    reading_ = true;
+    Statement scan(db,
+                   "SELECT device, bucket, count, oldest, pack FROM buckets "
+                   "ORDER BY device, bucket");
+    if (scan.statement == nullptr) {
+        giveUp(sqlite3_errmsg(db), sqlite3_errcode(db));
+        return false;
+    }
+    int code;
+    while ((code = sqlite3_step(scan.statement)) == SQLITE_ROW) {
+        sqlite3_stmt* row = scan.statement;
+        const Row bucket{static_cast<std::uint64_t>(sqlite3_column_int64(row, 0)),
+                         static_cast<std::uint64_t>(sqlite3_column_int64(row, 1)),
+                         sqlite3_column_int64(row, 2), sqlite3_column_int64(row, 4)};
+        rows_.push_back(bucket);
+        entries_ += bucket.count;
+        if (sqlite3_column_int64(row, 3) < today_ - kForgetAfterDays) {
+            expired_.emplace_back(bucket.device, bucket.bucket);
+        }
+    }
+    if (code != SQLITE_DONE) {
+        giveUp(sqlite3_errmsg(db), code);
+        return false;
+    }
+    if (rows_.empty()) {
+        endReading();
+        return false;
+    }
+    // Eight bits or more per bucket: one file in eight whose bucket is not there, at most,
+    // is looked up for nothing.
+    int bits = 10;
+    while ((std::size_t{1} << bits) < rows_.size() * 8) ++bits;
+    filterBits_ = bits;
+    filter_.assign((std::size_t{1} << bits) / 64, 0);
+    for (const Row& row : rows_) {
+        const std::uint64_t bit = filterBit(row.device, row.bucket, bits);
+        filter_[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    }
+    return true;
+}
+
+bool DigestCache::mayHold(const Key& key) const {
+    if (filter_.empty()) return true;
+    const std::uint64_t bit = filterBit(key.device, key.inode >> kBucketShift, filterBits_);
+    return (filter_[bit / 64] >> (bit % 64) & 1) != 0;
+}
+
+void DigestCache::endReading() {
+    if (reading_ && db_) sqlite3_exec(db_.get(), "COMMIT", nullptr, nullptr, nullptr);
+    reading_ = false;
+    rows_.clear();
+    filter_.clear();
 }
 
 std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::vector<Key>& keys) {
@@ -562,48 +630,34 @@ std::vector<std::optional<DigestCache::Facts>> DigestCache::lookUp(const std::ve
 
 bool DigestCache::lookUp(const std::vector<Key>& keys,
                          const std::function<void(std::size_t, const Facts&)>& found) {
-    waitForStore();
-    waitForWrites();
-    sayHeldLines();
-    stale_.clear();
-    expired_.clear();
-    entries_ = 0;
-    if (keys.empty() || (!db_ && !present()) || !open()) return true;
+    // Asked without holdsEntries first, the look-up reads the list of buckets itself.
+    if (!reading_ && (keys.empty() || !holdsEntries())) return true;
     sqlite3* db = db_.get();
-    Statement scan(db,
-                   "SELECT device, bucket, count, oldest, pack FROM buckets "
-                   "ORDER BY device, bucket");
     Statement fetch(db, "SELECT packed FROM packs WHERE id = ?");
-    if (scan.statement == nullptr || fetch.statement == nullptr) {
+    if (fetch.statement == nullptr) {
         giveUp(sqlite3_errmsg(db), sqlite3_errcode(db));
         return true;
     }
-    // The keys in the buckets' order, sorted only once the cache turns out to hold anything.
-    std::vector<Place> order;
+    const std::vector<Place> order =
+        inBucketOrder(keys, [](const Key& key) -> const Key& { return key; });
     std::size_t next = 0;
-    int code;
-    while ((code = sqlite3_step(scan.statement)) == SQLITE_ROW) {
-        sqlite3_stmt* row = scan.statement;
-        const Bucket bucket{static_cast<std::uint64_t>(sqlite3_column_int64(row, 0)),
-                            static_cast<std::uint64_t>(sqlite3_column_int64(row, 1))};
-        const std::int64_t count = sqlite3_column_int64(row, 2);
-        entries_ += count;
-        if (sqlite3_column_int64(row, 3) < today_ - kForgetAfterDays) {
-            expired_.emplace_back(bucket.device, bucket.number);
-        }
-        if (order.empty()) {
-            order = inBucketOrder(keys, [](const Key& key) -> const Key& { return key; });
-        }
+    for (const Row& row : rows_) {
+        const Bucket bucket{row.device, row.bucket};
         while (next < order.size() && bucketOf(keys[order[next].index]) < bucket) ++next;
+        if (next == order.size()) break;
         // A bucket that holds none of the search's files is not even read.
-        if (next == order.size() || !(bucketOf(keys[order[next].index]) == bucket)) continue;
+        if (!(bucketOf(keys[order[next].index]) == bucket)) continue;
         sqlite3_reset(fetch.statement);
-        sqlite3_bind_int64(fetch.statement, 1, sqlite3_column_int64(row, 4));
-        code = sqlite3_step(fetch.statement);
-        if (code != SQLITE_ROW && code != SQLITE_DONE) break;
+        sqlite3_bind_int64(fetch.statement, 1, row.pack);
+        const int code = sqlite3_step(fetch.statement);
+        if (code != SQLITE_ROW && code != SQLITE_DONE) {
+            giveUp(sqlite3_errmsg(db), code);
+            return false;
+        }
         // A bucket without its entries is as damaged as one whose entries make no sense.
-        const Packed entries = code == SQLITE_ROW ? packedColumn(fetch.statement, 0, bucket, count)
-                                                  : Packed(bucket, nullptr, 0, 0);
+        const Packed entries = code == SQLITE_ROW
+                                   ? packedColumn(fetch.statement, 0, bucket, row.count)
+                                   : Packed(bucket, nullptr, 0, 0);
         if (!entries.valid()) {
             giveUp("an entry is not what this Kelvora wrote", SQLITE_CORRUPT);
             return false;
@@ -627,10 +681,7 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
             found(order[next].index, entry.facts);
         }
     }
-    if (code != SQLITE_DONE) {
-        giveUp(sqlite3_errmsg(db), code);
-        return false;
-    }
+    endReading();
     return true;
 }
 
@@ -671,6 +722,8 @@ void DigestCache::store(std::vector<Learned> learned) {
 
 void DigestCache::write(std::vector<Learned> learned) {
     sayHeldLines();
+    // A look-up that was begun and never finished holds a read transaction open.
+    endReading();
     // A file that was not there to be looked up is made now.
     if (!db_ && !open()) return;
     sqlite3* db = db_.get();

@@ -61,11 +61,16 @@ public:
     // look-up finds it done: a search asks while it walks. What goes wrong is said at the
     // look-up, after what the walk had to say.
     void openInBackground();
+    // Whether the file holds any entry at all, read with the list of its buckets: a search
+    // asks before it gathers its keys, and gathers only those mayHold lets through, which
+    // beside other trees' entries is next to none. A look-up must follow a true answer: the
+    // list and the entries are read in one transaction, which the look-up ends.
+    bool holdsEntries();
+    // False when the file surely holds no entry for the key; true when it may. Only between
+    // holdsEntries and the look-up.
+    bool mayHold(const Key& key) const;
     // What is known of each key, in the keys' order, read in one pass over the file. All
     // empty when the cache cannot be used.
-    // Whether the file holds any entry at all: a search asks before it gathers its keys,
-    // which a first search would gather for nothing. It starts a look-up of no keys.
-    bool holdsEntries();
     std::vector<std::optional<Facts>> lookUp(const std::vector<Key>& keys);
     // The same, passing on what is known of each key as it is met: found(k, facts) for
     // keys[k]. False when the cache turns out to be unusable on the way; whatever was passed
@@ -119,6 +124,19 @@ private:
     std::unique_ptr<sqlite3, Close> db_;
     bool failed_ = false;
     std::int64_t today_;
+    // From holdsEntries until the look-up: the file's buckets, in key order, with the row of
+    // their entries, and a filter of them, a bit per bucket number hashed.
+    struct Row {
+        std::uint64_t device = 0;
+        std::uint64_t bucket = 0;
+        std::int64_t count = 0;
+        std::int64_t pack = 0;
+    };
+    std::vector<Row> rows_;
+    std::vector<std::uint64_t> filter_;
+    int filterBits_ = 0;
+    bool reading_ = false;  // a read transaction is open
+    void endReading();
     // From the look-up: the entries met that are due a new last-seen day, the buckets that
     // hold an entry past its time, and how many entries there are.
     std::vector<Learned> stale_;

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <thread>
 
 #include "support/EngineHarness.h"
@@ -332,6 +333,48 @@ TEST(DigestCacheAgeing, theLogDoesNotGrowWithEverySearch) {
     // Each round writes 3.7 MB; ten of them would leave 37 MB. A search copies the log into
     // the file once it is past 16 MB, so it never holds more than that and one search's.
     EXPECT_LT(longest, 24'000'000u);
+}
+
+// A search gathers and sorts only the keys whose bucket the file may hold: every key with an
+// entry gets through, on every device, and most of those that cannot have one do not.
+TEST(DigestCacheLookUp, onlyKeysInBucketsTheFileHoldsAreLookedUp) {
+    testing::TempTree home;
+    const std::string path = home.path("digests.sqlite");
+    using Key = platform::DigestCache::Key;
+    std::mt19937_64 random(7);
+    std::vector<platform::DigestCache::Learned> learned;
+    for (std::uint64_t i = 0; i < 3000; ++i) {
+        // One device whose number SQLite sorts below the others; inodes in buckets far apart.
+        const std::uint64_t device = i % 3 == 0 ? 0x8000000000000001ULL : 2049 + i % 2;
+        learned.push_back({{device, random() >> 24, 3000, 1, 2}, {i, false, {}}});
+    }
+    std::vector<Key> keys;
+    for (const auto& item : learned) keys.push_back(item.key);
+    {
+        platform::DigestCache cache(path);
+        cache.store(learned);
+    }
+    testing::ConsoleCollector console;
+    platform::DigestCache cache(path);
+    ASSERT_TRUE(cache.holdsEntries());
+    for (const Key& key : keys) ASSERT_TRUE(cache.mayHold(key));
+    int through = 0;
+    for (int i = 0; i < 10000; ++i) through += cache.mayHold({2049, random() >> 24, 3000, 1, 2});
+    EXPECT_LT(through, 2500) << "a filter that lets most through saves nothing";
+    const auto found = cache.lookUp(keys);
+    for (std::size_t k = 0; k < keys.size(); ++k) {
+        ASSERT_TRUE(found[k]) << k;
+        EXPECT_EQ(found[k]->signature, learned[k].facts.signature);
+    }
+    // Begun and given no keys, the look-up still ends: the next write is not held up by it.
+    const Key added{2049, 1, 3000, 1, 2};
+    ASSERT_TRUE(cache.holdsEntries());
+    EXPECT_TRUE(cache.lookUp({}).empty());
+    cache.store({{added, {99, false, {}}}});
+    const auto again = cache.lookUp({added});
+    ASSERT_TRUE(again[0]);
+    EXPECT_EQ(again[0]->signature, 99u);
+    EXPECT_TRUE(console.lines().empty());
 }
 
 }  // namespace

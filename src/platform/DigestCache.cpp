@@ -372,10 +372,7 @@ void DigestCache::waitForOpener() {
 
 void DigestCache::giveUp(const std::string& what, int code) {
     failed_ = true;
-    // Closing the connection ends its transaction.
-    reading_ = false;
-    rows_.clear();
-    filter_.clear();
+    endReading();
     db_.reset();
     if (damaged(code)) {
         setAside();

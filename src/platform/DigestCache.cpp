@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
@@ -595,7 +596,6 @@ bool DigestCache::holdsEntries() {
     // is looked up for nothing.
     int bits = 10;
     while ((std::size_t{1} << bits) < rows_.size() * 8) ++bits;
-    filterBits_ = bits;
     filter_.assign((std::size_t{1} << bits) / 64, 0);
     for (const Row& row : rows_) {
         const std::uint64_t bit = filterBit(row.device, row.bucket, bits);
@@ -606,7 +606,9 @@ bool DigestCache::holdsEntries() {
 
 bool DigestCache::mayHold(const Key& key) const {
     if (filter_.empty()) return true;
-    const std::uint64_t bit = filterBit(key.device, key.inode >> kBucketShift, filterBits_);
+    // The filter's size says how many bits it has.
+    const int bits = std::countr_zero(filter_.size() * 64);
+    const std::uint64_t bit = filterBit(key.device, key.inode >> kBucketShift, bits);
     return (filter_[bit / 64] >> (bit % 64) & 1) != 0;
 }
 

@@ -134,7 +134,6 @@ private:
     };
     std::vector<Row> rows_;
     std::vector<std::uint64_t> filter_;
-    int filterBits_ = 0;
     bool reading_ = false;  // a read transaction is open
     void endReading();
     // From the look-up: the entries met that are due a new last-seen day, the buckets that

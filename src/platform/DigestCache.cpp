@@ -25,6 +25,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/CacheEntries.h"
 #include "platform/Console.h"
 #include "platform/FileSystem.h"
 #include "platform/RadixSort.h"
@@ -38,27 +39,19 @@ namespace {
 // format holds a signature that means something else, and is learned again.
 // 4: entries packed in 36 bytes rather than 64.
 // 5: what says which buckets there are kept apart from their packed entries (see the schema).
-constexpr int kFormat = 5;
-// Entries are packed in buckets of neighbouring inodes, one row per bucket: SQLite's cost goes
-// by the row, and the files a search meets together were mostly made together, with inodes
-// close to each other (200,000 entries: a look-up took 44 ms as a row each, 4 ms packed).
-constexpr unsigned kBucketShift = 9;
-constexpr std::uint16_t kInodeBits = (1u << kBucketShift) - 1;
-// An entry as packed, little-endian: the inode's place in its bucket and the flags (2 bytes;
-// 0x8000: the digest is known), the day it was last met (2), then size, modified, changed and
-// signature (8 bytes each). A bucket holds its entries in inode order, followed by the MD5
-// digests (16 bytes each) of those that have one, in the same order. Only a third of the files
-// read are read whole; room for a digest in every entry, and 8 bytes of inode and of day and
-// flags, made entries of 64 bytes, and writing them cost a first search of 18,000 files 2.1 ms
-// rather than 1.4.
-constexpr std::size_t kEntryBytes = 36;
-constexpr std::size_t kDigestBytes = 16;
-constexpr std::uint16_t kHasMd5 = 0x8000;
-// How long the write-ahead log may grow before a search copies it into the file: what a
-// first search of 400,000 files writes.
-constexpr off_t kLongestLog = 16 << 20;
-// Larger pages hold a bucket in fewer of them; set only when the file is made.
-constexpr const char* kPageSize = "PRAGMA page_size=16384;";
+// 6: entries packed with varints, their times as differences.
+constexpr int kFormat = 6;
+// How long the write-ahead log may grow before a search copies it into the file: about what a
+// first search of 200,000 files writes. Every search that opens the file reads the whole log
+// again, to check it (1.2 MB: 0.3 ms of CPU, 12 MB: 2.6 ms), while copying it costs about
+// twice that, once (0.6 and 5.4 ms, and waits for the disk on the opening's own thread): with
+// the 16 MB allowed before, the log of a few searches made every later opening pay for it.
+constexpr off_t kLongestLog = 4 << 20;
+// A bucket's entries take about 6 KB: a page of 8 KB holds them with the least left over
+// (18,000 entries written into a new file: a log of 444 KB in 1.75 ms, against 722 KB in
+// 1.96 ms with pages of 16 KB and 424 KB in 1.84 ms with pages of 4 KB). Set only when the file is
+// made.
+constexpr const char* kPageSize = "PRAGMA page_size=8192;";
 
 struct Statement {
     sqlite3_stmt* statement = nullptr;
@@ -119,119 +112,17 @@ Bucket bucketOf(const DigestCache::Key& key) {
     return {key.device, key.inode >> kBucketShift};
 }
 
-struct Entry {
-    DigestCache::Key key;
-    DigestCache::Facts facts;
-    std::int64_t seen = 0;
-};
+using Entry = CacheEntry;
 
-void put64(unsigned char* at, std::uint64_t value) {
-    for (int b = 0; b < 8; ++b) at[b] = static_cast<unsigned char>(value >> (8 * b));
-}
-void put16(unsigned char* at, std::uint16_t value) {
-    at[0] = static_cast<unsigned char>(value);
-    at[1] = static_cast<unsigned char>(value >> 8);
-}
-std::uint64_t get64(const unsigned char* at) {
-    std::uint64_t value = 0;
-    for (int b = 7; b >= 0; --b) value = value << 8 | at[b];
-    return value;
-}
-std::uint16_t get16(const unsigned char* at) {
-    return static_cast<std::uint16_t>(at[0] | at[1] << 8);
-}
-
-// A bucket's packed entries, read where they lie.
-class Packed {
-public:
-    // Whether the bytes are what this Kelvora writes for the bucket: as many entries as its row
-    // says, in inode order, with no unknown flags, and a digest for each that says it has one.
-    Packed(const Bucket& bucket, const void* bytes, int length, std::int64_t count)
-        : bucket_(bucket), at_(static_cast<const unsigned char*>(bytes)) {
-        if (at_ == nullptr || count <= 0 || count > kInodeBits + 1 ||
-            length < count * static_cast<std::int64_t>(kEntryBytes)) {
-            return;
-        }
-        const auto entries = static_cast<std::size_t>(count);
-        std::size_t digests = 0;
-        for (std::size_t k = 0; k < entries; ++k) {
-            const std::uint16_t word = get16(at_ + k * kEntryBytes);
-            if ((word & ~(kHasMd5 | kInodeBits)) != 0 ||
-                (k > 0 &&
-                 (word & kInodeBits) <= (get16(at_ + (k - 1) * kEntryBytes) & kInodeBits))) {
-                return;
-            }
-            digests += (word & kHasMd5) != 0;
-        }
-        if (static_cast<std::size_t>(length) != entries * kEntryBytes + digests * kDigestBytes) {
-            return;
-        }
-        size_ = entries;
-        valid_ = true;
-    }
-    bool valid() const { return valid_; }
-    std::size_t size() const { return size_; }
-    std::uint64_t inode(std::size_t k) const {
-        return bucket_.number << kBucketShift | (get16(at_ + k * kEntryBytes) & kInodeBits);
-    }
-    // Asked for in order, as the entries' digests are found by counting those before them.
-    Entry entry(std::size_t k) const {
-        if (k < counted_) counted_ = digestsBefore_ = 0;
-        for (; counted_ < k; ++counted_) digestsBefore_ += hasMd5(counted_);
-        const unsigned char* at = at_ + k * kEntryBytes;
-        Entry entry;
-        entry.key = {bucket_.device, inode(k), get64(at + 4),
-                     static_cast<std::int64_t>(get64(at + 12)),
-                     static_cast<std::int64_t>(get64(at + 20))};
-        entry.facts.signature = get64(at + 28);
-        entry.facts.hasMd5 = hasMd5(k);
-        if (entry.facts.hasMd5) {
-            std::memcpy(entry.facts.md5.data(),
-                        at_ + size_ * kEntryBytes + digestsBefore_ * kDigestBytes, kDigestBytes);
-        }
-        entry.seen = get16(at + 2);
-        return entry;
-    }
-
-private:
-    bool hasMd5(std::size_t k) const { return (get16(at_ + k * kEntryBytes) & kHasMd5) != 0; }
-
-    Bucket bucket_;
-    const unsigned char* at_;
-    std::size_t size_ = 0;
-    bool valid_ = false;
-    mutable std::size_t counted_ = 0;
-    mutable std::size_t digestsBefore_ = 0;
-};
-
-// The bucket packed in a column of the row; not valid when the column holds anything else.
-Packed packedColumn(sqlite3_stmt* row, int column, const Bucket& bucket, std::int64_t count) {
-    if (sqlite3_column_type(row, column) != SQLITE_BLOB) return Packed(bucket, nullptr, 0, 0);
+// The bucket packed in a column of the row, into entries; false when the column holds anything
+// else.
+bool unpackColumn(sqlite3_stmt* row, int column, const Bucket& bucket, std::int64_t count,
+                  std::vector<Entry>& entries) {
+    if (sqlite3_column_type(row, column) != SQLITE_BLOB) return false;
     const void* bytes = sqlite3_column_blob(row, column);
-    return Packed(bucket, bytes, sqlite3_column_bytes(row, column), count);
-}
-
-void pack(const std::vector<Entry>& entries, std::vector<unsigned char>& bytes) {
-    std::size_t digests = 0;
-    for (const Entry& entry : entries) digests += entry.facts.hasMd5;
-    bytes.resize(entries.size() * kEntryBytes + digests * kDigestBytes);
-    unsigned char* at = bytes.data();
-    unsigned char* digest = at + entries.size() * kEntryBytes;
-    for (const Entry& entry : entries) {
-        put16(at, static_cast<std::uint16_t>((entry.key.inode & kInodeBits) |
-                                             (entry.facts.hasMd5 ? kHasMd5 : 0)));
-        // Days since 1970 fit in two bytes until 2149.
-        put16(at + 2, static_cast<std::uint16_t>(std::clamp<std::int64_t>(entry.seen, 0, 0xffff)));
-        put64(at + 4, entry.key.size);
-        put64(at + 12, static_cast<std::uint64_t>(entry.key.modified));
-        put64(at + 20, static_cast<std::uint64_t>(entry.key.changed));
-        put64(at + 28, entry.facts.signature);
-        if (entry.facts.hasMd5) {
-            std::memcpy(digest, entry.facts.md5.data(), kDigestBytes);
-            digest += kDigestBytes;
-        }
-        at += kEntryBytes;
-    }
+    return unpackEntries(bucket.device, bucket.number, bytes,
+                         static_cast<std::size_t>(sqlite3_column_bytes(row, column)), count,
+                         entries);
 }
 
 struct Place {
@@ -639,6 +530,7 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
     }
     const std::vector<Place> order =
         inBucketOrder(keys, [](const Key& key) -> const Key& { return key; });
+    std::vector<Entry> entries;
     std::size_t next = 0;
     for (const Row& row : rows_) {
         const Bucket bucket{row.device, row.bucket};
@@ -654,10 +546,7 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
             return false;
         }
         // A bucket without its entries is as damaged as one whose entries make no sense.
-        const Packed entries = code == SQLITE_ROW
-                                   ? packedColumn(fetch.statement, 0, bucket, row.count)
-                                   : Packed(bucket, nullptr, 0, 0);
-        if (!entries.valid()) {
+        if (code != SQLITE_ROW || !unpackColumn(fetch.statement, 0, bucket, row.count, entries)) {
             giveUp("an entry is not what this Kelvora wrote", SQLITE_CORRUPT);
             return false;
         }
@@ -667,10 +556,9 @@ bool DigestCache::lookUp(const std::vector<Key>& keys,
             // are at hand when their turn comes (200,000 files: 15.5 to 10.2 ms).
             if (next + 16 < order.size()) __builtin_prefetch(&keys[order[next + 16].index]);
             const Key& key = keys[order[next].index];
-            while (e < entries.size() && entries.inode(e) < key.inode) ++e;
-            if (e == entries.size() || entries.inode(e) != key.inode) continue;
-            const Entry entry = entries.entry(e);
-            if (entry.key != key) continue;
+            while (e < entries.size() && entries[e].key.inode < key.inode) ++e;
+            if (e == entries.size() || entries[e].key != key) continue;
+            const Entry& entry = entries[e];
             // One object may be listed twice (a link with its own size beside its target);
             // it is refreshed once.
             if (entry.seen < today_ - kRefreshAfterDays &&
@@ -813,12 +701,8 @@ void DigestCache::write(std::vector<Learned> learned) {
         if (code == SQLITE_ROW) {
             packId = sqlite3_column_int64(read.statement, 1);
             // A bucket without its entries reads as a column that is not a blob.
-            const Packed packed =
-                packedColumn(read.statement, 2, bucket, sqlite3_column_int64(read.statement, 0));
-            const bool valid = packed.valid();
-            for (std::size_t k = 0; valid && k < packed.size(); ++k) {
-                existing.push_back(packed.entry(k));
-            }
+            const bool valid = unpackColumn(read.statement, 2, bucket,
+                                            sqlite3_column_int64(read.statement, 0), existing);
             sqlite3_reset(read.statement);
             if (!valid) return fail(SQLITE_CORRUPT, "an entry is not what this Kelvora wrote");
         } else {
@@ -853,7 +737,7 @@ void DigestCache::write(std::vector<Learned> learned) {
             oldest = std::min(oldest, entry.seen);
             newest = std::max(newest, entry.seen);
         }
-        pack(merged, bytes);
+        packEntries(merged, bytes);
         if (packId) {
             sqlite3_bind_int64(writePack.statement, 1, *packId);
         } else {

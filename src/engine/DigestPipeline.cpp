@@ -215,18 +215,14 @@ void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
     }
 }
 
-// Each worker learns into a list of its own, which the first to finish hands over whole and
-// the others append to. Gathered chunk by chunk and appended under the lock, each entry was
-// copied twice more on its way (a first search of 18,000 small files took 0.9 ms longer in
-// paired runs).
+// Each worker learns into a list of its own and hands it over whole: the cache reads the lists
+// as one. Gathered chunk by chunk and appended under the lock, each entry was copied twice
+// more on its way (a first search of 18,000 small files took 0.9 ms longer in paired runs);
+// appended at the end, once (157 more pages of memory touched).
 void DigestPipeline::handOver(Worker& worker) {
     {
         std::lock_guard lock(mutex_);
-        if (learned_.empty()) {
-            learned_.swap(worker.learned);
-        } else {
-            learned_.insert(learned_.end(), worker.learned.begin(), worker.learned.end());
-        }
+        learned_.push_back(std::move(worker.learned));
         ++handedOver_;
     }
     runSettled_.notify_all();
@@ -234,7 +230,7 @@ void DigestPipeline::handOver(Worker& worker) {
 
 // A worker hands over after it has found no chunk left, which is after the loop may have seen
 // every run settled.
-std::vector<platform::DigestCache::Learned> DigestPipeline::takeLearned() {
+platform::DigestCache::LearnedLists DigestPipeline::takeLearned() {
     std::unique_lock lock(mutex_);
     runSettled_.wait(lock, [this] { return handedOver_ == threads_.size(); });
     return std::move(learned_);

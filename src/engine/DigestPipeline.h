@@ -62,7 +62,7 @@ public:
     bool unreadable(std::size_t index) const { return digest(index).unreadable; }
     // With a cache, once every run is settled: what the cache did not know yet of the files
     // that were read without a fault.
-    std::vector<platform::DigestCache::Learned> takeLearned();
+    platform::DigestCache::LearnedLists takeLearned();
 
 private:
     enum State : std::uint8_t { kPending, kHashed, kChanged, kDistinct };
@@ -141,7 +141,7 @@ private:
     platform::DigestCache* cache_;
     std::vector<Known> known_;    // with a cache, the files it knew, in the order of positions
     std::size_t candidates_ = 0;  // with a cache, the files that could be read
-    std::vector<platform::DigestCache::Learned> learned_;  // guarded by the mutex
+    platform::DigestCache::LearnedLists learned_;  // guarded by the mutex
     std::size_t handedOver_ = 0;  // workers whose learned_ is in; guarded by the mutex
     std::atomic<std::size_t> nextChunk_{0};
     std::mutex mutex_;

@@ -77,13 +77,16 @@ public:
     // on before must then be forgotten.
     bool lookUp(const std::vector<Key>& keys,
                 const std::function<void(std::size_t, const Facts&)>& found);
+    // What a search learned, in the lists its threads gathered it in: read as one, never
+    // copied into one.
+    using LearnedLists = std::vector<std::vector<Learned>>;
     // Adds what a search learned, refreshes the entries it met that were last seen long ago
     // and drops the old ones, in one transaction. Skipped when another search is writing.
     void store(std::vector<Learned> learned);
     // The same on a thread of its own, so that the search goes on to its results meanwhile.
     // Every other call waits for it first, as does the destructor; so does a look-up through
     // any other cache of this process, which then finds what it wrote.
-    void storeInBackground(std::vector<Learned> learned);
+    void storeInBackground(LearnedLists learned);
     // Waits for a write started in the background: what it had to say is said by then. From
     // any thread, several at once.
     void waitForStore();
@@ -111,7 +114,7 @@ private:
     void waitForOpener();
     bool prepareSchema();
     // The store, on the writer's thread, with the process's other writes held off.
-    void write(std::vector<Learned> learned);
+    void write(LearnedLists lists);
     // One console line for the problem; a damaged file is also renamed out of the way.
     void giveUp(const std::string& what, int code);
     void say(const std::string& line);

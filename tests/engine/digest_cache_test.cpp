@@ -399,7 +399,11 @@ TEST(DigestCacheWrite, aLookUpWaitsForAWriteGoingOnInTheBackground) {
     testing::ConsoleCollector console;
     platform::DigestCache first(path);
     first.lookUp({keys.front()});
-    first.storeInBackground(std::move(learned));
+    // In the lists a search's threads hand over: uneven, one of them empty.
+    platform::DigestCache::LearnedLists lists(3);
+    lists[0].assign(learned.begin() + 70'000, learned.end());
+    lists[2].assign(learned.begin(), learned.begin() + 70'000);
+    first.storeInBackground(std::move(lists));
     platform::DigestCache next(path);
     const auto found = next.lookUp(keys);
     EXPECT_EQ(std::count_if(found.begin(), found.end(), [](const auto& facts) { return facts; }),

@@ -218,7 +218,8 @@ void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
 // Each worker learns into a list of its own and hands it over whole: the cache reads the lists
 // as one. Gathered chunk by chunk and appended under the lock, each entry was copied twice
 // more on its way (a first search of 18,000 small files took 0.9 ms longer in paired runs);
-// appended at the end, once (157 more pages of memory touched).
+// the lists appended to one another at the end, the second's entries were copied once more
+// (650 KB, and 157 pages of memory touched, for the same search).
 void DigestPipeline::handOver(Worker& worker) {
     {
         std::lock_guard lock(mutex_);

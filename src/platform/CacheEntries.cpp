@@ -137,13 +137,14 @@ void packEntries(const std::vector<CacheEntry>& entries, std::vector<unsigned ch
     unsigned char* at = bytes.data();
     std::int64_t modified = 0;
     std::int64_t changed = 0;
+    std::uint16_t seenBefore = 0;
     for (std::size_t k = 0; k < entries.size(); ++k) {
         const CacheEntry& entry = entries[k];
         // Days since 1970 fit in two bytes until 2149.
         const auto seen =
             static_cast<std::uint16_t>(std::clamp<std::int64_t>(entry.seen, 0, 0xffff));
-        const bool seenAsBefore =
-            k > 0 && seen == std::clamp<std::int64_t>(entries[k - 1].seen, 0, 0xffff);
+        const bool seenAsBefore = k > 0 && seen == seenBefore;
+        seenBefore = seen;
         const bool changedAsModified = entry.key.changed == entry.key.modified;
         put16(at, static_cast<std::uint16_t>((entry.key.inode & kInodeBits) |
                                              (entry.facts.hasMd5 ? kHasMd5 : 0) |

@@ -252,15 +252,23 @@ bool DigestCache::present() const {
     return !path_.empty() && ::access(path_.c_str(), F_OK) == 0;
 }
 
+bool DigestCache::logIsLong() const {
+    struct stat log {};
+    return ::stat((path_ + "-wal").c_str(), &log) == 0 && log.st_size >= kLongestLog;
+}
+
 void DigestCache::openInBackground() {
     waitForStore();
+    // A short log is read back at the look-up in well under a millisecond. A thread that did
+    // it beside the walk cost more than it saved, even on a core only the walk's pauses
+    // leave it: a first search of 20,000 files beside another tree's cache took 1.9 to 3.2 ms
+    // longer with it than opening at the look-up (100 paired runs on each of two trees), the
+    // walk's own two threads slowed long after it was done.
+    if (!logIsLong()) return;
     holdingLines_ = true;
     opener_ = std::jthread([this] {
-        // Only on a core that nothing else wants: opening takes a millisecond or more of
-        // processor, most of it SQLite's first use of its own code, and at normal priority
-        // that time came out of the walk beside it (a first search of 20,000 files beside
-        // another tree's cache: 1.4 ms more in paired runs). A walk that waits for the disk
-        // leaves it a core.
+        // Only on a core that nothing else wants: copying the log waits for the disk, and
+        // at normal priority the time it takes of the processor came out of the walk.
         const sched_param none{};
         pthread_setschedparam(pthread_self(), SCHED_IDLE, &none);
         open();
@@ -351,8 +359,7 @@ bool DigestCache::open() {
     // A long log is copied into the file and cut to nothing when a search opens the cache,
     // which it does while it walks, rather than after a search has written, where the copy
     // (16 MB: 17 ms) held up the results. Left for the next search if another is reading it.
-    struct stat log {};
-    if (::stat((path_ + "-wal").c_str(), &log) == 0 && log.st_size >= kLongestLog) {
+    if (logIsLong()) {
         sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
     }
     return true;

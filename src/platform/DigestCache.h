@@ -57,9 +57,10 @@ public:
     // Whether the file is there. One that is not is made only when there is something to
     // write, and not looked up before: there is nothing to read in it.
     bool present() const;
-    // Opens the file, and copies a long log into it, on a thread of its own, so that the
-    // look-up finds it done: a search asks while it walks. What goes wrong is said at the
-    // look-up, after what the walk had to say.
+    // Opens a file whose log is long, and copies the log into it, on a thread of its own,
+    // so that the look-up finds it done: a search asks while it walks. Any other file is
+    // opened by the look-up. What goes wrong is said at the look-up, after what the walk had
+    // to say.
     void openInBackground();
     // Whether the file holds any entry at all, read with the list of its buckets: a search
     // asks before it gathers its keys, and gathers only those mayHold lets through, which
@@ -111,6 +112,8 @@ private:
         void operator()(sqlite3* db) const;
     };
     bool open();
+    // The log is long enough to be copied into the file when it is opened.
+    bool logIsLong() const;
     void waitForOpener();
     bool prepareSchema();
     // The store, on the writer's thread, with the process's other writes held off.

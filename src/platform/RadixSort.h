@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Memory.h"
+
 namespace kelvora::platform {
 
 template <class T, class KeyOf>
@@ -26,7 +28,10 @@ void radixSort(std::vector<T>& items, const KeyOf& keyOf) {
     for (unsigned byte = 0; byte < 8; ++byte) {
         std::array<std::size_t, 256>& count = counts[byte];
         if (count[first >> (8 * byte) & 0xff] == items.size()) continue;
-        if (sorted.empty()) sorted.resize(items.size());
+        if (sorted.empty()) {
+            reservePopulated(sorted, items.size());
+            sorted.resize(items.size());
+        }
         std::size_t at = 0;
         for (std::size_t& slot : count) at += std::exchange(slot, at);
         for (T& item : items) sorted[count[keyOf(item) >> (8 * byte) & 0xff]++] = std::move(item);

@@ -383,6 +383,41 @@ TEST(DigestCacheLookUp, onlyKeysInBucketsTheFileHoldsAreLookedUp) {
     EXPECT_TRUE(console.lines().empty());
 }
 
+// Inodes past 2^56 (some file systems give out 64-bit numbers) cannot share one sort number with
+// their device: their entries are ordered by comparing keys, and still land in their own
+// buckets, one per inode, beside ordinary ones.
+TEST(DigestCacheWrite, inodesPast2To56AreKeptInTheirBucketsLikeAnyOther) {
+    testing::TempTree home;
+    const std::string path = home.path("digests.sqlite");
+    constexpr std::uint64_t kHigh = 1ULL << 60;
+    std::vector<platform::DigestCache::Learned> learned;
+    for (std::uint64_t i = 0; i < 2000; ++i) {
+        const std::uint64_t inode = i % 2 == 0 ? kHigh + i * 7 : 100 + i * 5;
+        learned.push_back({{2049 + i % 3, inode, 3000, 1, 2}, {i, i % 4 == 0, {}}});
+    }
+    platform::DigestCache::LearnedLists lists(2);
+    lists[0].assign(learned.begin(), learned.begin() + 900);
+    lists[1].assign(learned.begin() + 900, learned.end());
+    // A link and its target: the same file learned twice, in both lists.
+    lists[1].push_back(learned[4]);
+    testing::ConsoleCollector console;
+    {
+        platform::DigestCache cache(path);
+        cache.storeInBackground(std::move(lists));
+        cache.waitForStore();
+    }
+    std::vector<platform::DigestCache::Key> keys;
+    for (const auto& item : learned) keys.push_back(item.key);
+    platform::DigestCache cache(path);
+    const auto found = cache.lookUp(keys);
+    for (std::size_t k = 0; k < keys.size(); ++k) {
+        ASSERT_TRUE(found[k]) << k;
+        EXPECT_EQ(found[k]->signature, learned[k].facts.signature) << k;
+        EXPECT_EQ(found[k]->hasMd5, learned[k].facts.hasMd5) << k;
+    }
+    EXPECT_TRUE(console.lines().empty());
+}
+
 }  // namespace
 // The write goes on while the search shows its results: a search of the same process that
 // starts meanwhile finds what it wrote rather than learn it all again (and find the cache busy

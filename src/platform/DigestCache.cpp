@@ -261,20 +261,26 @@ bool DigestCache::logIsLong() const {
     return ::stat((path_ + "-wal").c_str(), &log) == 0 && log.st_size >= kLongestLog;
 }
 
-void DigestCache::openInBackground() {
+void DigestCache::openInBackground(bool besideWalk) {
     waitForStore();
-    // A short log is read back at the look-up in well under a millisecond. A thread that did
-    // it beside the walk cost more than it saved, even on a core only the walk's pauses
-    // leave it: a first search of 20,000 files beside another tree's cache took 1.9 to 3.2 ms
-    // longer with it than opening at the look-up (100 paired runs on each of two trees), the
-    // walk's own two threads slowed long after it was done.
-    if (!logIsLong()) return;
+    // Asked before and after the walk, the file is opened once. The opener is looked at
+    // before db_, which it alone may be setting meanwhile.
+    if (opener_.joinable() || db_ || failed_ || path_.empty()) return;
+    // A short log is read back in well under a millisecond. A thread that did it beside the
+    // walk cost more than it saved, even on a core only the walk's pauses leave it: a first
+    // search of 20,000 files beside another tree's cache took 1.9 to 3.2 ms longer with it
+    // than opening at the look-up (100 paired runs on each of two trees), the walk's own two
+    // threads slowed long after it was done.
+    if (besideWalk && !logIsLong()) return;
     holdingLines_ = true;
-    opener_ = std::jthread([this] {
-        // Only on a core that nothing else wants: copying the log waits for the disk, and
-        // at normal priority the time it takes of the processor came out of the walk.
-        const sched_param none{};
-        pthread_setschedparam(pthread_self(), SCHED_IDLE, &none);
+    opener_ = std::jthread([this, besideWalk] {
+        // Beside the walk, only on a core that nothing else wants: copying the log waits for
+        // the disk, and at normal priority the time it takes of the processor came out of
+        // the walk.
+        if (besideWalk) {
+            const sched_param none{};
+            pthread_setschedparam(pthread_self(), SCHED_IDLE, &none);
+        }
         open();
     });
 }

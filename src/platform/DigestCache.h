@@ -54,14 +54,13 @@ public:
     // The user default "DigestCache" set to "No" switches the cache off.
     static bool wanted(const UserDefaults& defaults);
 
-    // Whether the file is there. One that is not is made only when there is something to
-    // write, and not looked up before: there is nothing to read in it.
+    // Whether the file is there.
     bool present() const;
-    // Opens a file whose log is long, and copies the log into it, on a thread of its own,
-    // so that the look-up finds it done: a search asks while it walks. Any other file is
-    // opened by the look-up. What goes wrong is said at the look-up, after what the walk had
-    // to say.
-    void openInBackground();
+    // Opens the file, made if it is not there, on a thread of its own, so that the look-up
+    // finds it done; once, however often it is asked. Beside a walk, only a file whose log is
+    // long enough to be copied into it is opened. What goes wrong is said at the look-up,
+    // after what the walk had to say.
+    void openInBackground(bool besideWalk);
     // Whether the file holds any entry at all, read with the list of its buckets: a search
     // asks before it gathers its keys, and gathers only those mayHold lets through, which
     // beside other trees' entries is next to none. A look-up must follow a true answer: the

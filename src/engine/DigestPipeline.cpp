@@ -98,8 +98,10 @@ public:
     std::size_t base = 0;
     bool oneBatch = false;  // the chunk's files fit in one batch: its buffers hold them all
     std::vector<char> kept;
-    // With a cache, what it learned, handed over once it has settled its last chunk.
+    // With a cache, what it learned, handed over once it has settled its last chunk, and how
+    // much of its room has its pages.
     std::vector<platform::DigestCache::Learned> learned;
+    std::size_t learnedReady = 0;
     // The whole paths of a batch's files whose folders were not kept open.
     std::array<std::string, platform::PrefixReads::kBatch> paths;
 };
@@ -201,6 +203,19 @@ void DigestPipeline::lookUpKnown() {
 // that the cache did not hold. Unreadable and changed files are never kept.
 void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
     std::vector<platform::DigestCache::Learned>& learned = worker.learned;
+    // The room for what the chunk may add gets its pages ahead, a thousand entries at least
+    // at a time, in one call rather than a fault each.
+    constexpr std::size_t kReadyAhead = 1024;
+    const std::size_t most = runs_[chunk.endRun - 1].end - runs_[chunk.firstRun].begin;
+    if (learned.size() + most > worker.learnedReady) {
+        const std::size_t ready =
+            std::min(learned.capacity(), learned.size() + std::max(most, kReadyAhead));
+        if (ready > worker.learnedReady) {
+            platform::populate(learned.data() + worker.learnedReady,
+                               (ready - worker.learnedReady) * sizeof(learned.front()));
+            worker.learnedReady = ready;
+        }
+    }
     for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
         for (std::size_t i = runs_[run].begin; i < runs_[run].end; ++i) {
             const Digest& settled = digest(i);

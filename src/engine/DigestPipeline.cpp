@@ -206,7 +206,10 @@ void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
     // The room for what the chunk may add gets its pages ahead, a thousand entries at least
     // at a time, in one call rather than a fault each.
     constexpr std::size_t kReadyAhead = 1024;
-    const std::size_t most = runs_[chunk.endRun - 1].end - runs_[chunk.firstRun].begin;
+    std::size_t most = 0;
+    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
+        most += runs_[run].end - runs_[run].begin;
+    }
     if (learned.size() + most > worker.learnedReady) {
         const std::size_t ready =
             std::min(learned.capacity(), learned.size() + std::max(most, kReadyAhead));

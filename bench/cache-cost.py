@@ -6,7 +6,9 @@ what it learned and for writing it; this compares it with `--no-cache` on the sa
 two are run in turns, each run with the cache emptied (or, with --seed, copied anew from a
 cache folder another search left: a cache that holds other files), so that the slow drift of
 a shared machine falls on both alike; the medians of wall and CPU time are given, with the
-difference. Every run's output is checked against the first one's.
+difference, and the median of the differences within each round: this machine changes speed by
+a tenth within minutes, which moves the medians apart far more than it moves two runs made one
+right after the other. Every run's output is checked against the first one's.
 
   bench/cache-cost.py /tmp/k-mixed-200k --runs 40
   bench/cache-cost.py /tmp/k-mixed-20k --seed /tmp/other-cache/kelvora
@@ -88,6 +90,11 @@ def main():
         print(f"{name:11s} wall {wall:8.1f} ms ({wall - base_wall:+6.1f}, "
               f"{100 * (wall / base_wall - 1):+5.1f}%)  cpu {cpu:8.1f} ms ({cpu - base_cpu:+6.1f})"
               f"  [{args.runs} runs]")
+    # The runs of a round were made one right after the other.
+    wall = statistics.median(c - n for c, n in zip(walls["cache"], walls["--no-cache"]))
+    cpu = statistics.median(c - n for c, n in zip(cpus["cache"], cpus["--no-cache"]))
+    print(f"{'paired':11s} wall {wall:+8.1f} ms ({100 * wall / base_wall:+5.1f}%)"
+          f"           cpu {cpu:+8.1f} ms")
 
 
 if __name__ == "__main__":

@@ -140,7 +140,7 @@ DigestPipeline::DigestPipeline(const ScanList& files, const std::atomic<bool>& c
              ++run) {
             files += runs_[run].end - runs_[run].begin;
         }
-        chunks_.push_back({first, run});
+        chunks_.push_back({first, run, files});
     }
     const unsigned count =
         std::max(1u, std::min<unsigned>(threads, static_cast<unsigned>(chunks_.size())));
@@ -206,13 +206,9 @@ void DigestPipeline::learn(const Chunk& chunk, Worker& worker) {
     // The room for what the chunk may add gets its pages ahead, a thousand entries at least
     // at a time, in one call rather than a fault each.
     constexpr std::size_t kReadyAhead = 1024;
-    std::size_t most = 0;
-    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
-        most += runs_[run].end - runs_[run].begin;
-    }
-    if (learned.size() + most > worker.learnedReady) {
+    if (learned.size() + chunk.files > worker.learnedReady) {
         const std::size_t ready =
-            std::min(learned.capacity(), learned.size() + std::max(most, kReadyAhead));
+            std::min(learned.capacity(), learned.size() + std::max(chunk.files, kReadyAhead));
         if (ready > worker.learnedReady) {
             platform::populate(learned.data() + worker.learnedReady,
                                (ready - worker.learnedReady) * sizeof(learned.front()));
@@ -308,13 +304,7 @@ void DigestPipeline::work() {
 void DigestPipeline::readChunk(const Chunk& chunk, Worker& worker) {
     worker.base = runs_[chunk.firstRun].begin;
     worker.looks.assign(runs_[chunk.endRun - 1].end - worker.base, {});
-    // Counted by the runs' files, not by the looks, which also span the files between the
-    // runs that are read by no one.
-    std::size_t files = 0;
-    for (std::size_t run = chunk.firstRun; run < chunk.endRun; ++run) {
-        files += runs_[run].end - runs_[run].begin;
-    }
-    worker.oneBatch = files <= platform::PrefixReads::kBatch;
+    worker.oneBatch = chunk.files <= platform::PrefixReads::kBatch;
     worker.kept.clear();
     std::vector<std::size_t> batch;
     batch.reserve(platform::PrefixReads::kBatch);

@@ -87,6 +87,9 @@ private:
     struct Chunk {
         std::size_t firstRun;
         std::size_t endRun;
+        // The runs' files, not the span of the list they cover, which also holds the files
+        // between the runs that are read by no one.
+        std::size_t files;
     };
     class Worker;
     void work();
